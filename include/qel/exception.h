@@ -1,0 +1,98 @@
+// Error classes of the library. Every exception it defines derives from basic_exception;
+// messages are narrow UTF-8 text, readable as wide text through wide_what().
+#pragma once
+
+#include <qel/export.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace qel {
+
+class QEL_API basic_exception : public std::runtime_error {
+public:
+    explicit basic_exception(const char* message);
+    explicit basic_exception(const std::string& message);
+    // Wide messages are stored as UTF-8, one UTF-16 unit at a time.
+    explicit basic_exception(const wchar_t* message);
+    explicit basic_exception(const std::wstring& message);
+    basic_exception(const basic_exception& other);
+    basic_exception& operator=(const basic_exception& other);
+    ~basic_exception() override;
+
+    // The what() text decoded from UTF-8.
+    std::wstring wide_what() const;
+};
+
+class QEL_API compress_error : public basic_exception {
+public:
+    compress_error(const char* message, int code);
+    compress_error(const std::string& message, int code);
+    compress_error(const compress_error& other);
+    compress_error& operator=(const compress_error& other);
+    ~compress_error() override;
+
+    int code() const { return code_; }
+
+private:
+    int code_;
+};
+
+class QEL_API serialize_error : public basic_exception {
+public:
+    explicit serialize_error(const char* message);
+    explicit serialize_error(const std::string& message);
+    serialize_error(const serialize_error& other);
+    serialize_error& operator=(const serialize_error& other);
+    ~serialize_error() override;
+};
+
+class QEL_API variant_error : public basic_exception {
+public:
+    explicit variant_error(const char* message);
+    explicit variant_error(const std::string& message);
+    variant_error(const variant_error& other);
+    variant_error& operator=(const variant_error& other);
+    ~variant_error() override;
+};
+
+// A value does not fit the 32-bit integer of a variant.
+class QEL_API variant_range_error : public variant_error {
+public:
+    variant_range_error();
+    variant_range_error(const variant_range_error& other);
+    variant_range_error& operator=(const variant_range_error& other);
+    ~variant_range_error() override;
+};
+
+// A type number that is not a standard variant type.
+class QEL_API bad_variant_type : public variant_error {
+public:
+    bad_variant_type();
+    bad_variant_type(const bad_variant_type& other);
+    bad_variant_type& operator=(const bad_variant_type& other);
+    ~bad_variant_type() override;
+};
+
+namespace detail {
+
+// Unknown compression method code; reaches callers as compress_error.
+class QEL_API compress_bad_method_ : public compress_error {
+public:
+    compress_bad_method_();
+    compress_bad_method_(const compress_bad_method_& other);
+    compress_bad_method_& operator=(const compress_bad_method_& other);
+    ~compress_bad_method_() override;
+};
+
+// An IStream operation that a compression stream does not support.
+class QEL_API compress_no_impl_ : public compress_error {
+public:
+    compress_no_impl_();
+    compress_no_impl_(const compress_no_impl_& other);
+    compress_no_impl_& operator=(const compress_no_impl_& other);
+    ~compress_no_impl_() override;
+};
+
+} // namespace detail
+} // namespace qel

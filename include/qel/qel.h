@@ -1,0 +1,5 @@
+// Every public header of qel3.
+#pragma once
+
+#include <qel/exception.h>
+#include <qel/stream.h>

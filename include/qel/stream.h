@@ -1,0 +1,196 @@
+// Byte streams: the IStream interface, memory streams and file streams.
+// Streams never throw for input or output failures; they set state flags instead.
+#pragma once
+
+#include <qel/export.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <ios>
+#include <memory>
+#include <string>
+
+namespace qel {
+
+// The library's one abstract byte stream. Flags follow the iostream model: end, fail, bad.
+class QEL_API IStream {
+public:
+    IStream() = default;
+    IStream(const IStream&) = default;
+    IStream& operator=(const IStream&) = default;
+    virtual ~IStream();
+
+    // Reads up to `size` bytes; `read_count`, when given, receives how many were read.
+    virtual void read(void* buffer, std::size_t size, std::size_t* read_count) = 0;
+    virtual void write(const void* data, std::size_t size) = 0;
+    // Returns 0 when no byte could be read.
+    virtual char get() = 0;
+    virtual void put(char c) = 0;
+    virtual void flush() = 0;
+    // Clears every state flag.
+    virtual void reset() = 0;
+    // bad, or fail without end: running out of input is not an error.
+    virtual bool error() const = 0;
+    virtual bool eof() const = 0;
+    virtual bool ok() const = 0;
+    // `way` is a std::ios_base::seekdir, `mode` a mask of std::ios_base::in and out.
+    // Returns the new absolute position, or -1.
+    virtual std::fpos<int> seek(std::fpos<int> pos, int way, int mode) = 0;
+    virtual std::fpos<int> get_pos(int mode) = 0;
+    virtual std::int64_t get_size() = 0;
+};
+
+// A stream over a memory buffer that can be frozen for direct access.
+class QEL_API IMemoryStream : public IStream {
+public:
+    IMemoryStream() = default;
+    IMemoryStream(const IMemoryStream&) = default;
+    IMemoryStream& operator=(const IMemoryStream&) = default;
+    ~IMemoryStream() override;
+
+    // Freezes the buffer (writes fail until unlock) and returns the byte at the read position.
+    virtual const void* lock() = 0;
+    virtual void unlock() = 0;
+    // Hands the written bytes to `target` in one write call, without copying.
+    virtual void write_to(IStream& target) = 0;
+};
+
+// Empty stream whose buffer grows as bytes are written.
+QEL_API std::unique_ptr<IMemoryStream> memory_stream_factory();
+// Stream over the caller's writable buffer. A size of 0 means a NUL-terminated string;
+// with std::ios_base::app in `mode` writing starts at its first NUL byte.
+QEL_API std::unique_ptr<IMemoryStream> memory_stream_factory(void* buffer, std::size_t size,
+                                                             int mode);
+// Read-only stream over the caller's buffer; a size of 0 means a NUL-terminated string.
+QEL_API std::unique_ptr<IMemoryStream> memory_stream_factory(const void* buffer, std::size_t size);
+
+class QEL_API memory_stream {
+public:
+    memory_stream();
+    memory_stream(void* buffer, std::size_t size, int mode);
+    memory_stream(const void* buffer, std::size_t size);
+    memory_stream(memory_stream&& other) noexcept;
+    memory_stream& operator=(memory_stream&& other) noexcept;
+    memory_stream(const memory_stream&) = delete;
+    memory_stream& operator=(const memory_stream&) = delete;
+    ~memory_stream();
+
+    void read(void* buffer, std::size_t size, std::size_t* read_count = nullptr);
+    void write(const void* data, std::size_t size);
+    char get();
+    void put(char c);
+    void flush();
+    void reset();
+    bool error() const;
+    bool eof() const;
+    bool ok() const;
+    std::fpos<int> seek(std::fpos<int> pos, int way, int mode);
+    std::fpos<int> get_pos(int mode);
+    std::int64_t get_size();
+    const void* lock();
+    void unlock();
+    void write_to(IStream& target);
+
+    IMemoryStream& get_interface();
+
+private:
+    std::unique_ptr<IMemoryStream> impl_;
+};
+
+// Option bits that extend a file_stream_mode.
+class QEL_API file_stream_option {
+public:
+    file_stream_option() = default;
+    file_stream_option(const file_stream_option&) = default;
+    file_stream_option& operator=(const file_stream_option&) = default;
+
+    // Commit every flush to the disk and flush before closing; the file is opened shared.
+    static file_stream_option flush_on_close() { return file_stream_option(0x40000); }
+
+    bool is_empty() const { return opt_ == 0; }
+    unsigned int get_opt() const { return opt_; }
+
+private:
+    explicit file_stream_option(unsigned int opt) : opt_(opt) {}
+    unsigned int opt_ = 0;
+};
+
+// How a file is opened: access bits 0-3 (0x1 read, 0x2 write), write options 16-27
+// (0x10000 append, 0x20000 create, 0x40000 flush on close).
+class QEL_API file_stream_mode {
+public:
+    file_stream_mode(const file_stream_mode&) = default;
+    file_stream_mode& operator=(const file_stream_mode&) = default;
+
+    static file_stream_mode read() { return file_stream_mode(0x1); }
+    static file_stream_mode write() { return file_stream_mode(0x2); }
+    static file_stream_mode create() { return file_stream_mode(0x20002); }
+    static file_stream_mode append() { return file_stream_mode(0x10002); }
+    static file_stream_mode read_write() { return file_stream_mode(0x3); }
+    static file_stream_mode read_create() { return file_stream_mode(0x20003); }
+    static file_stream_mode read_append() { return file_stream_mode(0x10003); }
+
+    unsigned int get() const { return value_; }
+    unsigned int get_rw() const { return value_ & 0xFu; }
+    unsigned int get_rd_opt() const { return value_ & 0xFFF0u; }
+    unsigned int get_wr_opt() const { return value_ & 0xFFF0000u; }
+    bool is_equal(const file_stream_mode& other) const { return value_ == other.value_; }
+    void operator|=(file_stream_option option) { value_ |= option.get_opt(); }
+
+private:
+    explicit file_stream_mode(unsigned int value) : value_(value) {}
+    unsigned int value_;
+};
+
+class QEL_API IFileStream : public IStream {
+public:
+    IFileStream() = default;
+    IFileStream(const IFileStream&) = default;
+    IFileStream& operator=(const IFileStream&) = default;
+    ~IFileStream() override;
+
+    virtual bool is_open() const = 0;
+    virtual void close() = 0;
+};
+
+// Opens `name` in binary mode. Never returns null: a failed open gives a closed stream
+// with the fail flag set.
+QEL_API std::unique_ptr<IFileStream> file_stream_factory(const std::wstring& name,
+                                                         file_stream_mode mode);
+
+class QEL_API file_stream {
+public:
+    // Holds no file: construct with a name or call open() before any other operation.
+    file_stream();
+    file_stream(const std::wstring& name, file_stream_mode mode);
+    file_stream(file_stream&& other) noexcept;
+    file_stream& operator=(file_stream&& other) noexcept;
+    file_stream(const file_stream&) = delete;
+    file_stream& operator=(const file_stream&) = delete;
+    ~file_stream();
+
+    // Replaces (and so closes) the current file; returns whether the new one is open.
+    bool open(const std::wstring& name, file_stream_mode mode);
+    bool is_open() const;
+    void close();
+
+    void read(void* buffer, std::size_t size, std::size_t* read_count = nullptr);
+    void write(const void* data, std::size_t size);
+    char get();
+    void put(char c);
+    void flush();
+    void reset();
+    bool error() const;
+    bool eof() const;
+    bool ok() const;
+    std::fpos<int> seek(std::fpos<int> pos, int way, int mode);
+    std::fpos<int> get_pos(int mode);
+    std::int64_t get_size();
+
+    IFileStream& get_interface();
+
+private:
+    std::unique_ptr<IFileStream> impl_;
+};
+
+} // namespace qel

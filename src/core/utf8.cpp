@@ -1,0 +1,126 @@
+#include "core/utf8.h"
+
+#include <cstdint>
+
+namespace qel::detail {
+namespace {
+
+constexpr bool wide_holds_code_points = sizeof(wchar_t) == 4;
+
+bool is_continuation(unsigned char b) { return (b & 0xC0) == 0x80; }
+
+// Writes the UTF-8 form of one unit at `p` and returns the end of what was written.
+char* encode_unit(char* p, std::uint32_t u) {
+    if (u < 0x80) {
+        *p++ = static_cast<char>(u);
+    } else if (u < 0x800) {
+        *p++ = static_cast<char>(0xC0 | (u >> 6));
+        *p++ = static_cast<char>(0x80 | (u & 0x3F));
+    } else if (u < 0x10000) {
+        *p++ = static_cast<char>(0xE0 | (u >> 12));
+        *p++ = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+        *p++ = static_cast<char>(0x80 | (u & 0x3F));
+    } else if (u <= 0x10FFFF) {
+        *p++ = static_cast<char>(0xF0 | (u >> 18));
+        *p++ = static_cast<char>(0x80 | ((u >> 12) & 0x3F));
+        *p++ = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+        *p++ = static_cast<char>(0x80 | (u & 0x3F));
+    } else {
+        p = encode_unit(p, 0xFFFD); // not a code point at all
+    }
+    return p;
+}
+
+// A four-byte sequence F0..F4 with three continuation bytes, when wide text can hold it.
+bool decode_four_byte(const unsigned char* p, const unsigned char* end, std::uint32_t& unit) {
+    if (!wide_holds_code_points || p[0] > 0xF4 || end - p < 4 || !is_continuation(p[1]) ||
+        !is_continuation(p[2]) || !is_continuation(p[3]))
+        return false;
+    unit = (std::uint32_t(p[0] & 0x07) << 18) | (std::uint32_t(p[1] & 0x3F) << 12) |
+           (std::uint32_t(p[2] & 0x3F) << 6) | std::uint32_t(p[3] & 0x3F);
+    return unit <= 0x10FFFF;
+}
+
+} // namespace
+
+void append_utf8_(std::string& out, std::wstring_view text) {
+    std::size_t used = out.size();
+    out.resize(used + text.size() * 4);
+    char* p = out.data() + used;
+    for (wchar_t c : text) {
+        std::uint32_t u = static_cast<std::uint32_t>(c);
+        if (!wide_holds_code_points)
+            u &= 0xFFFF;
+        if (u < 0x80)
+            *p++ = static_cast<char>(u);
+        else
+            p = encode_unit(p, u);
+    }
+    out.resize(static_cast<std::size_t>(p - out.data()));
+}
+
+const char* append_wide_from_utf8_(std::wstring& out, const char* first, const char* last) {
+    auto p = reinterpret_cast<const unsigned char*>(first);
+    auto end = reinterpret_cast<const unsigned char*>(last);
+    // A byte at `q` that is a continuation byte; a zero byte or the end is not.
+    auto continuation_at = [end](const unsigned char* q) { return q < end && is_continuation(*q); };
+    while (p < end && *p != 0) {
+        unsigned char b = *p;
+        if (b < 0x80) {
+            out.push_back(static_cast<wchar_t>(b));
+            ++p;
+        } else if (b < 0xC0) {
+            out.push_back(L'\0');
+            ++p;
+        } else if (b < 0xE0) {
+            bool valid = continuation_at(p + 1);
+            out.push_back(valid ? static_cast<wchar_t>(((b & 0x1F) << 6) | (p[1] & 0x3F)) : L'\0');
+            p += (p + 1 < end && p[1] != 0) ? 2 : 1;
+        } else if (b < 0xF0) {
+            bool first_ok = continuation_at(p + 1);
+            bool valid = first_ok && continuation_at(p + 2);
+            if (valid) {
+                if (!(b == 0xEF && p[1] == 0xBB && p[2] == 0xBF))
+                    out.push_back(static_cast<wchar_t>(((b & 0x0F) << 12) | ((p[1] & 0x3F) << 6) |
+                                                       (p[2] & 0x3F)));
+                p += 3;
+            } else {
+                out.push_back(L'\0');
+                // Bytes read are consumed even when they break the sequence; a zero byte is not.
+                ++p;
+                if (p < end && *p != 0) {
+                    ++p;
+                    if (first_ok && p < end && *p != 0)
+                        ++p;
+                }
+            }
+        } else {
+            std::uint32_t unit = 0;
+            if (decode_four_byte(p, end, unit)) {
+                out.push_back(static_cast<wchar_t>(unit));
+                p += 4;
+            } else {
+                out.push_back(L'?');
+                ++p;
+                while (continuation_at(p))
+                    ++p;
+            }
+        }
+    }
+    return reinterpret_cast<const char*>(p);
+}
+
+std::string to_utf8_(std::wstring_view text) {
+    std::string out;
+    append_utf8_(out, text);
+    return out;
+}
+
+std::wstring from_utf8_(std::string_view text) {
+    std::wstring out;
+    out.reserve(text.size());
+    append_wide_from_utf8_(out, text.data(), text.data() + text.size());
+    return out;
+}
+
+} // namespace qel::detail

@@ -1,0 +1,22 @@
+// The library's own UTF-8 codec, shared by exception messages, conversions and text files.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace qel::detail {
+
+// Appends the UTF-8 form of `text`, one wide unit at a time: UTF-16 surrogates are encoded
+// one by one; where wchar_t holds whole code points, a unit above U+FFFF takes four bytes.
+void append_utf8_(std::string& out, std::wstring_view text);
+
+// Decodes [first, last) up to the first zero byte and appends the units to `out`.
+// Broken sequences give U+0000, unsupported lead bytes "?", and a byte-order mark nothing.
+// Returns the position where decoding stopped (the zero byte, or `last`).
+const char* append_wide_from_utf8_(std::wstring& out, const char* first, const char* last);
+
+std::string to_utf8_(std::wstring_view text);
+std::wstring from_utf8_(std::string_view text);
+
+} // namespace qel::detail

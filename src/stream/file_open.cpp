@@ -1,0 +1,65 @@
+#include "stream/file_open.h"
+
+#include "platform/file.h"
+
+namespace qel::detail {
+namespace {
+
+constexpr unsigned int access_read = 0x1;
+constexpr unsigned int access_write = 0x2;
+constexpr unsigned int option_append = 0x10000;
+constexpr unsigned int option_create = 0x20000;
+constexpr unsigned int option_flush_on_close = 0x40000;
+
+platform::file_access access_for(unsigned int mode, bool shared_update) {
+    platform::file_access access;
+    access.read = (mode & access_read) != 0;
+    bool write = (mode & access_write) != 0;
+    if (!write)
+        return access;
+    access.write = true;
+    if (mode & option_create) {
+        access.disposition = platform::file_disposition::create_or_truncate;
+    } else if (mode & option_append) {
+        access.append = true;
+        access.disposition = platform::file_disposition::open_or_create;
+    } else if (access.read || shared_update) {
+        // Plain writing through the shared path updates the file in place ("r+").
+        access.read = true;
+        access.disposition = platform::file_disposition::open_existing;
+    } else {
+        access.disposition = platform::file_disposition::create_or_truncate;
+    }
+    return access;
+}
+
+// The base name (last component without its extension) starts with a dot: "..x" and
+// ".a.txt" do, ".profile" (all extension) does not.
+bool base_name_starts_with_dot(const std::wstring& name) {
+    auto separator = name.find_last_of(L"\\/:");
+    std::size_t start = separator == std::wstring::npos ? 0 : separator + 1;
+    auto dot = name.find_last_of(L'.');
+    if (dot == std::wstring::npos || dot < start)
+        dot = name.size();
+    return dot > start && name[start] == L'.';
+}
+
+} // namespace
+
+unsigned int open_file_stream_(file_buffer& buffer, std::iostream& stream,
+                               const std::wstring& name, unsigned int mode, bool binary) {
+    const bool write = (mode & access_write) != 0;
+    const bool shared_commit = write && (mode & option_flush_on_close) != 0;
+    unsigned int close_flags = shared_commit ? close_flag_flush : 0;
+
+    if (buffer.open(name, access_for(mode, shared_commit), !binary, shared_commit))
+        stream.clear();
+    else
+        stream.setstate(std::ios_base::failbit);
+
+    if (write && base_name_starts_with_dot(name) && platform::file_exists(name))
+        platform::set_file_hidden(name);
+    return close_flags;
+}
+
+} // namespace qel::detail

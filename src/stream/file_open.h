@@ -1,0 +1,19 @@
+// The open routine shared by the file, text file and log file streams.
+#pragma once
+
+#include "stream/file_buffer.h"
+
+#include <iostream>
+#include <string>
+
+namespace qel::detail {
+
+// Close flag: flush the output side before closing.
+inline constexpr unsigned int close_flag_flush = 0x1;
+
+// Opens `name` into `buffer` as the file_stream_mode value `mode` says, in binary or text
+// mode, sets or clears the fail flag of `stream`, and returns the close flags.
+unsigned int open_file_stream_(file_buffer& buffer, std::iostream& stream,
+                               const std::wstring& name, unsigned int mode, bool binary);
+
+} // namespace qel::detail
