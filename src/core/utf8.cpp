@@ -7,7 +7,9 @@ namespace {
 
 constexpr bool wide_holds_code_points = sizeof(wchar_t) == 4;
 
-bool is_continuation(unsigned char b) { return (b & 0xC0) == 0x80; }
+bool is_continuation(unsigned char b) {
+    return (b & 0xC0) == 0x80;
+}
 
 // Writes the UTF-8 form of one unit at `p` and returns the end of what was written.
 char* encode_unit(char* p, std::uint32_t u) {

@@ -33,7 +33,7 @@ native_file open_file(const std::wstring& name, const file_access& access);
 bool close_file(native_file file);
 // Bytes read (0 at the end) or -1.
 std::int64_t read_file(native_file file, void* buffer, std::size_t size);
-// Writes everything or fails.
+// Writes everything or fails; a file opened to append takes every write at its end.
 bool write_file(native_file file, const void* data, std::size_t size);
 // The new position from the start, or -1.
 std::int64_t seek_file(native_file file, std::int64_t offset, seek_origin origin);

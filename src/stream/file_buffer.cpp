@@ -13,7 +13,8 @@ std::size_t expand_line_ends(const char* in, std::size_t size, char* out) {
     char* start = out;
     const char* end = in + size;
     while (in < end) {
-        auto lf = static_cast<const char*>(std::memchr(in, '\n', static_cast<std::size_t>(end - in)));
+        auto lf =
+            static_cast<const char*>(std::memchr(in, '\n', static_cast<std::size_t>(end - in)));
         const char* stop = lf ? lf : end;
         std::memcpy(out, in, static_cast<std::size_t>(stop - in));
         out += stop - in;
@@ -29,7 +30,9 @@ std::size_t expand_line_ends(const char* in, std::size_t size, char* out) {
 
 } // namespace
 
-file_buffer::~file_buffer() { close(); }
+file_buffer::~file_buffer() {
+    close();
+}
 
 bool file_buffer::open(const std::wstring& name, const platform::file_access& access, bool text,
                        bool commit) {
@@ -37,7 +40,8 @@ bool file_buffer::open(const std::wstring& name, const platform::file_access& ac
     file_ = platform::open_file(name, access);
     text_ = text;
     commit_ = commit;
-    append_ = access.append;
+    can_read_ = access.read;
+    can_write_ = access.write;
     return is_open();
 }
 
@@ -59,8 +63,6 @@ void file_buffer::drop_read_state() {
 }
 
 bool file_buffer::write_out(const char* data, std::size_t size) {
-    if (append_ && platform::seek_file(file_, 0, platform::seek_origin::end) < 0)
-        return false;
     if (!text_)
         return platform::write_file(file_, data, size);
     if (!translated_)
@@ -77,7 +79,7 @@ bool file_buffer::write_out(const char* data, std::size_t size) {
 }
 
 bool file_buffer::start_writing() {
-    if (!is_open() || !stop_reading())
+    if (!is_open() || !can_write_ || !stop_reading())
         return false;
     if (!put_area_)
         put_area_ = std::make_unique<char[]>(buffer_size);
@@ -183,7 +185,7 @@ bool file_buffer::fill_text() {
 }
 
 file_buffer::int_type file_buffer::underflow() {
-    if (!is_open() || !stop_writing())
+    if (!is_open() || !can_read_ || !stop_writing())
         return traits_type::eof();
     if (reading() && gptr() < egptr())
         return traits_type::to_int_type(*gptr());
@@ -202,10 +204,10 @@ std::streamsize file_buffer::xsgetn(char* out, std::streamsize count) {
             continue;
         }
         bool large = count - copied >= static_cast<std::streamsize>(buffer_size);
-        if (large && !text_ && is_open() && stop_writing()) {
+        if (large && !text_ && is_open() && can_read_ && stop_writing()) {
             // Straight into the caller's memory; the empty get area keeps positions exact.
-            std::int64_t n = platform::read_file(file_, out + copied,
-                                                 static_cast<std::size_t>(count - copied));
+            std::int64_t n =
+                platform::read_file(file_, out + copied, static_cast<std::size_t>(count - copied));
             if (n <= 0)
                 break;
             copied += n;

@@ -58,7 +58,8 @@ private:
     platform::native_file file_ = platform::no_file;
     bool text_ = false;
     bool commit_ = false;
-    bool append_ = false;
+    bool can_read_ = false;
+    bool can_write_ = false;
     bool ctrl_z_seen_ = false;
     std::unique_ptr<char[]> get_area_;
     std::unique_ptr<char[]> put_area_;

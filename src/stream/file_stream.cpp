@@ -35,7 +35,9 @@ bool file_stream::open(const std::wstring& name, file_stream_mode mode) {
     return impl_->is_open();
 }
 
-bool file_stream::is_open() const { return impl_ && impl_->is_open(); }
+bool file_stream::is_open() const {
+    return impl_ && impl_->is_open();
+}
 void file_stream::close() {
     if (impl_)
         impl_->close();
@@ -44,19 +46,41 @@ void file_stream::close() {
 void file_stream::read(void* buffer, std::size_t size, std::size_t* read_count) {
     impl_->read(buffer, size, read_count);
 }
-void file_stream::write(const void* data, std::size_t size) { impl_->write(data, size); }
-char file_stream::get() { return impl_->get(); }
-void file_stream::put(char c) { impl_->put(c); }
-void file_stream::flush() { impl_->flush(); }
-void file_stream::reset() { impl_->reset(); }
-bool file_stream::error() const { return impl_->error(); }
-bool file_stream::eof() const { return impl_->eof(); }
-bool file_stream::ok() const { return impl_->ok(); }
+void file_stream::write(const void* data, std::size_t size) {
+    impl_->write(data, size);
+}
+char file_stream::get() {
+    return impl_->get();
+}
+void file_stream::put(char c) {
+    impl_->put(c);
+}
+void file_stream::flush() {
+    impl_->flush();
+}
+void file_stream::reset() {
+    impl_->reset();
+}
+bool file_stream::error() const {
+    return impl_->error();
+}
+bool file_stream::eof() const {
+    return impl_->eof();
+}
+bool file_stream::ok() const {
+    return impl_->ok();
+}
 std::fpos<int> file_stream::seek(std::fpos<int> pos, int way, int mode) {
     return impl_->seek(pos, way, mode);
 }
-std::fpos<int> file_stream::get_pos(int mode) { return impl_->get_pos(mode); }
-std::int64_t file_stream::get_size() { return impl_->get_size(); }
-IFileStream& file_stream::get_interface() { return *impl_; }
+std::fpos<int> file_stream::get_pos(int mode) {
+    return impl_->get_pos(mode);
+}
+std::int64_t file_stream::get_size() {
+    return impl_->get_size();
+}
+IFileStream& file_stream::get_interface() {
+    return *impl_;
+}
 
 } // namespace qel

@@ -7,8 +7,7 @@
 
 namespace qel::detail {
 
-template <class Interface>
-class BasicFileStream_impl_ : public iostream_stream_<Interface> {
+template <class Interface> class BasicFileStream_impl_ : public iostream_stream_<Interface> {
 public:
     BasicFileStream_impl_() { this->attach(&buffer_); }
     BasicFileStream_impl_(const BasicFileStream_impl_&) = delete;

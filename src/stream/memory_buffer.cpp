@@ -57,7 +57,9 @@ std::size_t memory_buffer::usable_size(const char* data, std::size_t size) {
     return std::min(size, largest_buffer);
 }
 
-char* memory_buffer::read_limit() const { return std::max(high_water_, pptr()); }
+char* memory_buffer::read_limit() const {
+    return std::max(high_water_, pptr());
+}
 
 void memory_buffer::note_written() {
     if (pptr() > high_water_)
@@ -193,7 +195,9 @@ memory_buffer::pos_type memory_buffer::seekpos(pos_type pos, std::ios_base::open
     return pos_type(seek(pos, std::ios_base::beg, mode));
 }
 
-std::streamoff memory_buffer::written_size() const { return pptr() ? pptr() - pbase() : 0; }
+std::streamoff memory_buffer::written_size() const {
+    return pptr() ? pptr() - pbase() : 0;
+}
 
 std::streamoff memory_buffer::unread_written_size() const {
     if (!pptr() || !gptr())

@@ -68,22 +68,50 @@ memory_stream::~memory_stream() = default;
 void memory_stream::read(void* buffer, std::size_t size, std::size_t* read_count) {
     impl_->read(buffer, size, read_count);
 }
-void memory_stream::write(const void* data, std::size_t size) { impl_->write(data, size); }
-char memory_stream::get() { return impl_->get(); }
-void memory_stream::put(char c) { impl_->put(c); }
-void memory_stream::flush() { impl_->flush(); }
-void memory_stream::reset() { impl_->reset(); }
-bool memory_stream::error() const { return impl_->error(); }
-bool memory_stream::eof() const { return impl_->eof(); }
-bool memory_stream::ok() const { return impl_->ok(); }
+void memory_stream::write(const void* data, std::size_t size) {
+    impl_->write(data, size);
+}
+char memory_stream::get() {
+    return impl_->get();
+}
+void memory_stream::put(char c) {
+    impl_->put(c);
+}
+void memory_stream::flush() {
+    impl_->flush();
+}
+void memory_stream::reset() {
+    impl_->reset();
+}
+bool memory_stream::error() const {
+    return impl_->error();
+}
+bool memory_stream::eof() const {
+    return impl_->eof();
+}
+bool memory_stream::ok() const {
+    return impl_->ok();
+}
 std::fpos<int> memory_stream::seek(std::fpos<int> pos, int way, int mode) {
     return impl_->seek(pos, way, mode);
 }
-std::fpos<int> memory_stream::get_pos(int mode) { return impl_->get_pos(mode); }
-std::int64_t memory_stream::get_size() { return impl_->get_size(); }
-const void* memory_stream::lock() { return impl_->lock(); }
-void memory_stream::unlock() { impl_->unlock(); }
-void memory_stream::write_to(IStream& target) { impl_->write_to(target); }
-IMemoryStream& memory_stream::get_interface() { return *impl_; }
+std::fpos<int> memory_stream::get_pos(int mode) {
+    return impl_->get_pos(mode);
+}
+std::int64_t memory_stream::get_size() {
+    return impl_->get_size();
+}
+const void* memory_stream::lock() {
+    return impl_->lock();
+}
+void memory_stream::unlock() {
+    impl_->unlock();
+}
+void memory_stream::write_to(IStream& target) {
+    impl_->write_to(target);
+}
+IMemoryStream& memory_stream::get_interface() {
+    return *impl_;
+}
 
 } // namespace qel

@@ -71,6 +71,8 @@ bool stream_error_(const std::iostream& stream) {
     return stream.bad() || (stream.fail() && !stream.eof());
 }
 
-std::fpos<int> stream_pos_(std::streamoff offset) { return std::fpos<int>(offset); }
+std::fpos<int> stream_pos_(std::streamoff offset) {
+    return std::fpos<int>(offset);
+}
 
 } // namespace qel::detail

@@ -20,8 +20,7 @@ std::fpos<int> stream_pos_(std::streamoff offset);
 
 // The flag-keeping half of IStream, shared by the stream implementations. The derived class
 // owns the buffer and attaches it in its constructor.
-template <class Interface>
-class iostream_stream_ : public Interface {
+template <class Interface> class iostream_stream_ : public Interface {
 public:
     void read(void* buffer, std::size_t size, std::size_t* read_count) override {
         stream_read_(stream_, buffer, size, read_count);

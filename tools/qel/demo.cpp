@@ -1,1 +1,116 @@
+// A short tour of the library's families, run in a temporary folder.
+#include "commands.h"
 
+#include <qel/qel.h>
+
+#include <filesystem>
+#include <iomanip>
+#include <iostream>
+#include <random>
+#include <sstream>
+#include <string>
+
+namespace qel_tool {
+namespace {
+
+std::string hex(const std::string& bytes) {
+    std::ostringstream out;
+    for (unsigned char b : bytes)
+        out << std::hex << std::setw(2) << std::setfill('0') << int(b) << ' ';
+    std::string text = out.str();
+    return text.empty() ? text : text.substr(0, text.size() - 1);
+}
+
+const char* flags(const qel::IStream& s) {
+    if (s.ok())
+        return "ok";
+    return s.error() ? "error" : "eof";
+}
+
+void demo_errors() {
+    std::cout << "== errors\n";
+    try {
+        throw qel::basic_exception(L"caf\u00e9 \u20ac");
+    } catch (const qel::basic_exception& e) {
+        std::cout << "  wide message stored as UTF-8: " << hex(e.what()) << "\n"
+                  << "  wide_what() gives back " << e.wide_what().size() << " units\n";
+    }
+}
+
+void demo_memory_stream() {
+    std::cout << "== memory stream\n";
+    qel::memory_stream memory;
+    const std::string text = "hello, streams";
+    memory.write(text.data(), text.size());
+    std::cout << "  wrote " << memory.get_size() << " bytes\n";
+    memory.seek(7, std::ios_base::beg, std::ios_base::in);
+    char word[16] = {};
+    std::size_t count = 0;
+    memory.read(word, sizeof word, &count);
+    std::cout << "  read from offset 7: \"" << std::string(word, count) << "\" (" << count
+              << " bytes, state " << flags(memory.get_interface()) << ")\n";
+    memory.reset();
+    memory.lock();
+    memory.write("x", 1);
+    std::cout << "  write while locked: state " << flags(memory.get_interface()) << "\n";
+    memory.unlock();
+    memory.reset();
+}
+
+void demo_file_stream(const std::filesystem::path& folder) {
+    std::cout << "== file stream\n";
+    std::wstring name = (folder / "demo.bin").wstring();
+    {
+        qel::file_stream file(name, qel::file_stream_mode::create());
+        qel::memory_stream memory;
+        for (int i = 0; i < 1000; ++i)
+            memory.put(static_cast<char>('a' + i % 26));
+        memory.write_to(file.get_interface());
+        std::cout << "  created demo.bin with " << file.get_size() << " bytes\n";
+    }
+    {
+        auto mode = qel::file_stream_mode::append();
+        mode |= qel::file_stream_option::flush_on_close();
+        qel::file_stream file(name, mode);
+        file.write("!\n", 2);
+        file.flush();
+        std::cout << "  appended 2 bytes (committed on flush), size now " << file.get_size()
+                  << "\n";
+    }
+    qel::file_stream file(name, qel::file_stream_mode::read());
+    file.seek(-2, std::ios_base::end, std::ios_base::in);
+    char tail = file.get();
+    std::cout << "  byte before the end: '" << tail << "'\n";
+    qel::file_stream missing(name + L".missing", qel::file_stream_mode::read());
+    std::cout << "  opening a missing file: is_open " << std::boolalpha << missing.is_open()
+              << ", error " << missing.error() << "\n";
+}
+
+std::filesystem::path make_temp_folder() {
+    std::random_device seed;
+    auto base = std::filesystem::temp_directory_path();
+    std::filesystem::path folder;
+    do {
+        folder = base / ("qel-demo-" + std::to_string(seed()));
+    } while (!std::filesystem::create_directory(folder));
+    return folder;
+}
+
+} // namespace
+
+int run_demo(const arguments& args) {
+    if (!args.empty()) {
+        std::cerr << "usage: qel demo\n";
+        return 2;
+    }
+    auto folder = make_temp_folder();
+    std::cout << "qel demo in " << folder.string() << "\n";
+    demo_errors();
+    demo_memory_stream();
+    demo_file_stream(folder);
+    std::filesystem::remove_all(folder);
+    std::cout << "done; temporary folder removed\n";
+    return 0;
+}
+
+} // namespace qel_tool

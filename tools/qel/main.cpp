@@ -1,1 +1,58 @@
-int main(){}
+// qel: the command-line face of the qel3 library.
+#include "commands.h"
+
+#include <cstring>
+#include <iostream>
+
+namespace {
+
+struct command {
+    const char* name;
+    const char* usage;
+    const char* summary;
+    int (*run)(const qel_tool::arguments&);
+};
+
+const command commands[] = {
+    {"demo", "demo", "run a short tour of the library in a temporary folder", qel_tool::run_demo},
+};
+
+void print_help(std::ostream& out) {
+    out << "qel " << QEL_VERSION_TEXT << ": tools of the qel3 utility library\n\n"
+        << "Usage:\n"
+        << "  qel --help        show this help\n"
+        << "  qel --version     show the version\n";
+    for (const auto& c : commands)
+        out << "  qel " << c.usage << std::string(14 - std::strlen(c.usage), ' ') << c.summary
+            << "\n";
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        print_help(std::cerr);
+        return 2;
+    }
+    std::string first = argv[1];
+    if (first == "--help" || first == "-h" || first == "help") {
+        print_help(std::cout);
+        return 0;
+    }
+    if (first == "--version") {
+        std::cout << "qel " << QEL_VERSION_TEXT << "\n";
+        return 0;
+    }
+    for (const auto& c : commands) {
+        if (first == c.name) {
+            try {
+                return c.run(qel_tool::arguments(argv + 2, argv + argc));
+            } catch (const std::exception& e) {
+                std::cerr << "qel " << c.name << ": " << e.what() << "\n";
+                return 1;
+            }
+        }
+    }
+    std::cerr << "qel: unknown command '" << first << "' (try qel --help)\n";
+    return 2;
+}

@@ -26,7 +26,9 @@ int open_flags(const file_access& access) {
     return flags;
 }
 
-int descriptor(native_file file) { return static_cast<int>(file); }
+int descriptor(native_file file) {
+    return static_cast<int>(file);
+}
 
 std::optional<struct stat> stat_of(const std::wstring& name) {
     std::string path = posix_path(name);
@@ -58,7 +60,9 @@ native_file open_file(const std::wstring& name, const file_access& access) {
     return fd;
 }
 
-bool close_file(native_file file) { return ::close(descriptor(file)) == 0; }
+bool close_file(native_file file) {
+    return ::close(descriptor(file)) == 0;
+}
 
 std::int64_t read_file(native_file file, void* buffer, std::size_t size) {
     ssize_t n;
@@ -83,15 +87,19 @@ bool write_file(native_file file, const void* data, std::size_t size) {
 }
 
 std::int64_t seek_file(native_file file, std::int64_t offset, seek_origin origin) {
-    int whence = origin == seek_origin::begin ? SEEK_SET
+    int whence = origin == seek_origin::begin     ? SEEK_SET
                  : origin == seek_origin::current ? SEEK_CUR
                                                   : SEEK_END;
     return ::lseek(descriptor(file), static_cast<off_t>(offset), whence);
 }
 
-bool commit_file(native_file file) { return ::fsync(descriptor(file)) == 0; }
+bool commit_file(native_file file) {
+    return ::fsync(descriptor(file)) == 0;
+}
 
-bool file_exists(const std::wstring& name) { return stat_of(name).has_value(); }
+bool file_exists(const std::wstring& name) {
+    return stat_of(name).has_value();
+}
 
 std::optional<file_attributes> get_file_attributes(const std::wstring& name) {
     auto info = stat_of(name);
@@ -105,7 +113,9 @@ std::optional<file_attributes> get_file_attributes(const std::wstring& name) {
 }
 
 // A dot name is what makes a file hidden here; there is nothing to store.
-bool set_file_hidden(const std::wstring& name) { return file_exists(name); }
+bool set_file_hidden(const std::wstring& name) {
+    return file_exists(name);
+}
 
 bool set_file_read_only(const std::wstring& name, bool read_only) {
     auto info = stat_of(name);

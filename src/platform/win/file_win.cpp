@@ -7,7 +7,9 @@
 namespace qel::platform {
 namespace {
 
-HANDLE handle_of(native_file file) { return reinterpret_cast<HANDLE>(file); }
+HANDLE handle_of(native_file file) {
+    return reinterpret_cast<HANDLE>(file);
+}
 
 DWORD creation_of(file_disposition disposition) {
     switch (disposition) {
@@ -21,7 +23,9 @@ DWORD creation_of(file_disposition disposition) {
     return OPEN_EXISTING;
 }
 
-DWORD attributes_of(const std::wstring& name) { return ::GetFileAttributesW(name.c_str()); }
+DWORD attributes_of(const std::wstring& name) {
+    return ::GetFileAttributesW(name.c_str());
+}
 
 bool set_attribute(const std::wstring& name, DWORD bit, bool on) {
     DWORD attributes = attributes_of(name);
@@ -40,10 +44,13 @@ bool set_attribute(const std::wstring& name, DWORD bit, bool on) {
 native_file open_file(const std::wstring& name, const file_access& access) {
     if ((!access.read && !access.write) || name.empty())
         return no_file;
-    DWORD desired = (access.read ? GENERIC_READ : 0) | (access.write ? GENERIC_WRITE : 0);
-    HANDLE h = ::CreateFileW(name.c_str(), desired,
-                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                             creation_of(access.disposition), FILE_ATTRIBUTE_NORMAL, nullptr);
+    DWORD desired = access.read ? GENERIC_READ : 0;
+    if (access.write)
+        // Without FILE_WRITE_DATA the system puts every write at the end of the file.
+        desired |= access.append ? (FILE_GENERIC_WRITE & ~FILE_WRITE_DATA) : GENERIC_WRITE;
+    HANDLE h =
+        ::CreateFileW(name.c_str(), desired, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                      nullptr, creation_of(access.disposition), FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE)
         return no_file;
     if (access.disposition == file_disposition::create_or_truncate && !::SetEndOfFile(h)) {
@@ -53,7 +60,9 @@ native_file open_file(const std::wstring& name, const file_access& access) {
     return reinterpret_cast<native_file>(h);
 }
 
-bool close_file(native_file file) { return ::CloseHandle(handle_of(file)) != 0; }
+bool close_file(native_file file) {
+    return ::CloseHandle(handle_of(file)) != 0;
+}
 
 std::int64_t read_file(native_file file, void* buffer, std::size_t size) {
     DWORD chunk = static_cast<DWORD>(
@@ -89,7 +98,9 @@ std::int64_t seek_file(native_file file, std::int64_t offset, seek_origin origin
     return result.QuadPart;
 }
 
-bool commit_file(native_file file) { return ::FlushFileBuffers(handle_of(file)) != 0; }
+bool commit_file(native_file file) {
+    return ::FlushFileBuffers(handle_of(file)) != 0;
+}
 
 bool file_exists(const std::wstring& name) {
     return !name.empty() && attributes_of(name) != INVALID_FILE_ATTRIBUTES;

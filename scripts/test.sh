@@ -1,0 +1,95 @@
+#!/usr/bin/env bash
+# Builds and tests qel3 on every leg: Linux (g++), Linux with AddressSanitizer and
+# UndefinedBehaviorSanitizer, and Windows x64 (mingw-w64) under Wine; then builds a small
+# consumer project against the installed package of the Linux and Windows legs and runs it.
+# Installs missing Debian packages when run as root. Ends with one summary line.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+root=$(pwd)
+jobs=$(nproc 2>/dev/null || echo 2)
+
+packages=(cmake ninja-build g++ ccache zlib1g-dev googletest libgtest-dev
+          g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64)
+
+install_missing() {
+    local missing=()
+    for p in "${packages[@]}"; do
+        dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "ok installed" || missing+=("$p")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "test: missing packages (run as root to install them): ${missing[*]}" >&2
+        exit 1
+    fi
+    echo "test: installing ${missing[*]}"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq && apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
+        { echo "test: package installation failed" >&2; exit 1; }
+}
+
+passed=0
+failed=0
+failures=()
+
+# Adds the counts of one ctest run read from its log.
+count_ctest() {
+    local log=$1 leg=$2 total bad
+    total=$(grep -Eo 'tests failed out of [0-9]+' "$log" | grep -Eo '[0-9]+$' | tail -n 1)
+    bad=$(grep -Eo '[0-9]+ tests failed' "$log" | grep -Eo '^[0-9]+' | tail -n 1)
+    total=${total:-0}
+    bad=${bad:-0}
+    passed=$((passed + total - bad))
+    failed=$((failed + bad))
+    [ "$bad" -eq 0 ] && [ "$total" -gt 0 ] || failures+=("$leg tests")
+}
+
+fail_step() {
+    failed=$((failed + 1))
+    failures+=("$1")
+    echo "test: FAILED: $1" >&2
+}
+
+run_leg() {
+    local preset=$1 log="build/$1.ctest.log"
+    echo "== $preset: configure and build"
+    cmake --preset "$preset" >/dev/null || { fail_step "$preset configure"; return; }
+    cmake --build --preset "$preset" -j "$jobs" || { fail_step "$preset build"; return; }
+    echo "== $preset: tests"
+    ctest --preset "$preset" -j "$jobs" 2>&1 | tee "$log"
+    count_ctest "$log" "$preset"
+}
+
+run_consumer() {
+    local preset=$1 stage="$root/build/$1/stage" out="$root/build/$1-consumer"
+    echo "== $preset: install and build the consumer project"
+    cmake --install "build/$preset" --prefix "$stage" >/dev/null || { fail_step "$preset install"; return; }
+    local extra=()
+    [ "$preset" = windows ] && extra=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake")
+    cmake -S tests/consumer -B "$out" -G Ninja -DCMAKE_PREFIX_PATH="$stage" "${extra[@]}" >/dev/null &&
+        cmake --build "$out" >/dev/null || { fail_step "$preset consumer build"; return; }
+    local run_output
+    if [ "$preset" = windows ]; then
+        run_output=$(WINEPATH="$(winepath -w "$stage/bin" 2>/dev/null)" \
+                     cmake/wine-run.sh "$out/qel3_consumer.exe" 2>&1)
+    else
+        run_output=$("$out/qel3_consumer" 2>&1)
+    fi
+    local status=$?
+    echo "$run_output"
+    if [ $status -eq 0 ]; then passed=$((passed + 1)); else fail_step "$preset consumer run"; fi
+}
+
+install_missing
+mkdir -p build
+export WINEDEBUG=-all
+start=$(date +%s)
+run_leg linux
+run_consumer linux
+run_leg linux-asan
+run_leg windows
+run_consumer windows
+
+echo "test: legs linux, linux-asan, windows (Wine) in $(( $(date +%s) - start )) s"
+[ ${#failures[@]} -gt 0 ] && echo "test: failed steps: ${failures[*]}"
+echo "qel3: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]

@@ -1,0 +1,371 @@
+// The file stream buffer in binary and text mode, and the open routine of the file streams.
+#include "test_support.h"
+
+#include "platform/file.h"
+#include "stream/file_buffer.h"
+#include "stream/file_open.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace platform = qel::platform;
+using qel::detail::file_buffer;
+using qel_test::read_bytes;
+using qel_test::temp_dir;
+using qel_test::write_bytes;
+using namespace std::string_literals;
+
+constexpr std::size_t buffer_size = 32 * 1024;
+
+platform::file_access access_of(bool read, bool write, platform::file_disposition disposition,
+                                bool append = false) {
+    platform::file_access access;
+    access.read = read;
+    access.write = write;
+    access.append = append;
+    access.disposition = disposition;
+    return access;
+}
+
+const platform::file_access reading =
+    access_of(true, false, platform::file_disposition::open_existing);
+const platform::file_access updating =
+    access_of(true, true, platform::file_disposition::open_existing);
+const platform::file_access rewriting =
+    access_of(true, true, platform::file_disposition::create_or_truncate);
+
+std::string get_n(file_buffer& buffer, std::size_t size) {
+    std::string bytes(size, '\0');
+    auto got = buffer.sgetn(bytes.data(), static_cast<std::streamsize>(size));
+    bytes.resize(static_cast<std::size_t>(got));
+    return bytes;
+}
+
+std::string get_all(file_buffer& buffer) {
+    std::string all;
+    char chunk[5000];
+    for (std::streamsize n; (n = buffer.sgetn(chunk, sizeof chunk)) > 0;)
+        all.append(chunk, static_cast<std::size_t>(n));
+    return all;
+}
+
+void put(file_buffer& buffer, const std::string& bytes) {
+    ASSERT_EQ(buffer.sputn(bytes.data(), static_cast<std::streamsize>(bytes.size())),
+              static_cast<std::streamsize>(bytes.size()));
+}
+
+std::streamoff tell(file_buffer& buffer) {
+    return buffer.seek(0, std::ios_base::cur);
+}
+
+// What a text-mode write stores for `text`.
+std::string with_crlf(const std::string& text) {
+    std::string stored;
+    for (char c : text) {
+        if (c == '\n')
+            stored += '\r';
+        stored += c;
+    }
+    return stored;
+}
+
+// Reads the whole file in text mode.
+std::string read_text_file(const std::filesystem::path& file) {
+    file_buffer buffer;
+    EXPECT_TRUE(buffer.open(file.wstring(), reading, true, false));
+    return get_all(buffer);
+}
+
+TEST(FileBufferBinary, BytesAndPositionsPassUnchanged) {
+    temp_dir dir;
+    const std::string bytes = "a\r\nb\n\x1A\0c\r"s;
+    file_buffer buffer;
+    ASSERT_TRUE(buffer.open(dir.wide("f"), rewriting, false, false));
+    put(buffer, bytes);
+    EXPECT_EQ(tell(buffer), 9);
+    EXPECT_EQ(buffer.seek(0, std::ios_base::beg), 0);
+    EXPECT_EQ(get_n(buffer, 3), "a\r\n");
+    EXPECT_EQ(tell(buffer), 3);
+    EXPECT_EQ(get_all(buffer), bytes.substr(3));
+    EXPECT_TRUE(buffer.close());
+    EXPECT_FALSE(buffer.is_open());
+    EXPECT_EQ(read_bytes(dir.path("f")), bytes);
+}
+
+TEST(FileBufferBinary, ClosedBufferRefusesEverything) {
+    temp_dir dir;
+    file_buffer buffer;
+    EXPECT_FALSE(buffer.open(dir.wide("missing"), reading, false, false));
+    EXPECT_FALSE(buffer.is_open());
+    EXPECT_EQ(tell(buffer), -1);
+    EXPECT_EQ(buffer.sgetc(), std::char_traits<char>::eof());
+    EXPECT_EQ(buffer.sputc('a'), std::char_traits<char>::eof());
+    EXPECT_EQ(buffer.sputn("abc", 3), 0);
+    EXPECT_FALSE(std::filesystem::exists(dir.path("missing")));
+}
+
+TEST(FileBufferText, WritingStoresEveryLineFeedAsCrLf) {
+    temp_dir dir;
+    file_buffer buffer;
+    ASSERT_TRUE(buffer.open(dir.wide("t"), rewriting, true, false));
+    put(buffer, "a\nb\r\n\n");
+    buffer.sputc('\n');
+    buffer.sputc('x');
+    EXPECT_EQ(tell(buffer), 12);
+    EXPECT_TRUE(buffer.close());
+    EXPECT_EQ(read_bytes(dir.path("t")), "a\r\nb\r\r\n\r\n\r\nx");
+}
+
+TEST(FileBufferText, ReadingDeliversCrLfAsLfOnly) {
+    temp_dir dir;
+    write_bytes(dir.path("t"), "a\r\nb\rc\r\r\nd\n\n\r\r");
+    EXPECT_EQ(read_text_file(dir.path("t")), "a\nb\rc\r\nd\n\n\r\r");
+}
+
+TEST(FileBufferText, LargeTextRoundTrip) {
+    temp_dir dir;
+    std::string text = qel_test::random_bytes(200000, 5);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\x1A')
+            text[i] = 'z';
+        if (i % 9 == 0)
+            text[i] = '\n';
+    }
+    file_buffer buffer;
+    ASSERT_TRUE(buffer.open(dir.wide("t"), rewriting, true, false));
+    put(buffer, text.substr(0, 10));
+    put(buffer, text.substr(10));
+    EXPECT_EQ(tell(buffer), static_cast<std::streamoff>(with_crlf(text).size()));
+    EXPECT_TRUE(buffer.close());
+    EXPECT_EQ(read_bytes(dir.path("t")), with_crlf(text));
+    EXPECT_EQ(read_text_file(dir.path("t")), text);
+}
+
+// The first fill reads 32 KiB from where the reader starts, so the CR is the last byte of it.
+TEST(FileBufferText, CrLfSplitAcrossTheBufferBoundary) {
+    temp_dir dir;
+    for (std::streamoff start : {0, 1, 5}) {
+        SCOPED_TRACE(start);
+        const auto lead = static_cast<std::size_t>(start);
+        write_bytes(dir.path("t"), std::string(buffer_size - 1 + lead, 'x') + "\r\nyz");
+        file_buffer buffer;
+        ASSERT_TRUE(buffer.open(dir.wide("t"), reading, true, false));
+        EXPECT_EQ(buffer.seek(start, std::ios_base::beg), start);
+        EXPECT_EQ(get_n(buffer, buffer_size - 1), std::string(buffer_size - 1, 'x'));
+        EXPECT_EQ(tell(buffer), start + 32767);
+        EXPECT_EQ(buffer.sbumpc(), '\n');
+        EXPECT_EQ(tell(buffer), start + 32769);
+        EXPECT_EQ(get_all(buffer), "yz");
+
+        EXPECT_EQ(buffer.seek(start, std::ios_base::beg), start);
+        EXPECT_EQ(get_all(buffer), std::string(buffer_size - 1, 'x') + "\nyz");
+    }
+}
+
+TEST(FileBufferText, CrBeforeTheEndOrTheBoundaryStaysCr) {
+    temp_dir dir;
+    const std::string lead(buffer_size - 1, 'x');
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"ab\r", "ab\r"},
+        {"\r", "\r"},
+        {lead + "\r", lead + "\r"},
+        {lead + "\ry", lead + "\ry"},
+        {lead + "\r\r\n", lead + "\r\n"},
+        {lead + "x\r\n", lead + "x\n"},
+    };
+    for (const auto& [stored, text] : cases) {
+        write_bytes(dir.path("t"), stored);
+        file_buffer buffer;
+        ASSERT_TRUE(buffer.open(dir.wide("t"), reading, true, false));
+        EXPECT_EQ(get_all(buffer), text) << stored.size();
+        EXPECT_EQ(tell(buffer), static_cast<std::streamoff>(stored.size()));
+    }
+}
+
+TEST(FileBufferText, CtrlZEndsTheInput) {
+    temp_dir dir;
+    write_bytes(dir.path("t"), "ab\r\n\x1A"
+                               "cd\r\n");
+    EXPECT_EQ(read_text_file(dir.path("t")), "ab\n");
+
+    const std::string lead(40000, 'q');
+    write_bytes(dir.path("t"), lead + "\x1A" + "more");
+    file_buffer buffer;
+    ASSERT_TRUE(buffer.open(dir.wide("t"), reading, true, false));
+    EXPECT_EQ(get_all(buffer), lead);
+    EXPECT_EQ(buffer.sgetc(), std::char_traits<char>::eof());
+
+    // Binary mode passes the byte on.
+    file_buffer binary;
+    ASSERT_TRUE(binary.open(dir.wide("t"), reading, false, false));
+    EXPECT_EQ(get_all(binary), lead + "\x1A" + "more");
+}
+
+TEST(FileBufferText, PositionsAreRawFileOffsets) {
+    temp_dir dir;
+    write_bytes(dir.path("t"), "a\r\nb\r\r\nc\n");
+    file_buffer buffer;
+    ASSERT_TRUE(buffer.open(dir.wide("t"), reading, true, false));
+    const std::string text = "a\nb\r\nc\n";
+    const std::vector<std::streamoff> after = {1, 3, 4, 5, 7, 8, 9};
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        EXPECT_EQ(buffer.sbumpc(), text[i]) << i;
+        EXPECT_EQ(tell(buffer), after[i]) << i;
+    }
+    EXPECT_EQ(buffer.sgetc(), std::char_traits<char>::eof());
+
+    EXPECT_EQ(buffer.seek(3, std::ios_base::beg), 3);
+    EXPECT_EQ(get_all(buffer), "b\r\nc\n");
+    EXPECT_EQ(buffer.seek(-2, std::ios_base::end), 7);
+    EXPECT_EQ(get_all(buffer), "c\n");
+}
+
+TEST(FileBufferText, WritingAfterReadingStartsAtTheReader) {
+    temp_dir dir;
+    write_bytes(dir.path("t"), "line1\r\nline2\r\n");
+    file_buffer buffer;
+    ASSERT_TRUE(buffer.open(dir.wide("t"), updating, true, false));
+    EXPECT_EQ(get_n(buffer, 6), "line1\n");
+    put(buffer, "X\n");
+    EXPECT_EQ(tell(buffer), 10);
+    EXPECT_EQ(get_all(buffer), "e2\n");
+    EXPECT_TRUE(buffer.close());
+    EXPECT_EQ(read_bytes(dir.path("t")), "line1\r\nX\r\ne2\r\n");
+}
+
+TEST(FileBufferText, ReadingAfterWritingSeesTheText) {
+    temp_dir dir;
+    file_buffer buffer;
+    ASSERT_TRUE(buffer.open(dir.wide("t"), rewriting, true, false));
+    put(buffer, "a\nb\n");
+    EXPECT_EQ(buffer.seek(0, std::ios_base::beg), 0);
+    EXPECT_EQ(get_n(buffer, 2), "a\n");
+    put(buffer, "B");
+    EXPECT_EQ(get_all(buffer), "\n");
+    put(buffer, "c\n");
+    EXPECT_TRUE(buffer.close());
+    EXPECT_EQ(read_bytes(dir.path("t")), "a\r\nB\r\nc\r\n");
+}
+
+TEST(FileBufferText, AppendWritesAtTheEnd) {
+    temp_dir dir;
+    write_bytes(dir.path("t"), "a\r\n");
+    file_buffer buffer;
+    ASSERT_TRUE(buffer.open(dir.wide("t"),
+                            access_of(true, true, platform::file_disposition::open_or_create, true),
+                            true, false));
+    put(buffer, "b\n");
+    EXPECT_EQ(buffer.seek(0, std::ios_base::beg), 0);
+    EXPECT_EQ(get_n(buffer, 2), "a\n");
+    put(buffer, "c");
+    EXPECT_EQ(buffer.seek(0, std::ios_base::beg), 0);
+    put(buffer, "\n");
+    EXPECT_TRUE(buffer.close());
+    EXPECT_EQ(read_bytes(dir.path("t")), "a\r\nb\r\nc\r\n");
+}
+
+TEST(FileBufferText, SyncWritesPendingText) {
+    temp_dir dir;
+    file_buffer buffer;
+    ASSERT_TRUE(buffer.open(dir.wide("t"), rewriting, true, true));
+    put(buffer, "x\ny");
+    EXPECT_EQ(buffer.pubsync(), 0);
+    EXPECT_EQ(read_bytes(dir.path("t")), "x\r\ny");
+}
+
+// The open routine: binary switch, the shared path taken with flush on close, stream flags.
+TEST(FileOpenRoutine, BinarySwitchOffOpensInTextMode) {
+    temp_dir dir;
+    for (unsigned int mode : {0x20003u, 0x60003u}) {
+        for (bool binary : {true, false}) {
+            file_buffer buffer;
+            std::iostream stream(&buffer);
+            qel::detail::open_file_stream_(buffer, stream, dir.wide("t"), mode, binary);
+            ASSERT_TRUE(buffer.is_open());
+            stream.write("a\nb", 3);
+            EXPECT_TRUE(stream.good());
+            EXPECT_TRUE(buffer.close());
+            EXPECT_EQ(read_bytes(dir.path("t")), binary ? "a\nb" : "a\r\nb") << mode;
+        }
+    }
+}
+
+TEST(FileOpenRoutine, FlushOnCloseModesFollowTheRuntimeOpenModes) {
+    struct expectation {
+        unsigned int mode;
+        const char* runtime_mode;
+        bool opens_missing;
+        bool readable;
+        std::string content; // after writing "AB", seeking to 0 and writing "C"
+    };
+    const std::string update = "CB23456789";
+    const std::string append = "0123456789ABC";
+    const std::vector<expectation> cases = {
+        {0x40002, "r+", false, true, update}, {0x40003, "r+", false, true, update},
+        {0x60002, "w", true, false, "CB"},    {0x60003, "w+", true, true, "CB"},
+        {0x50002, "a", true, false, append},  {0x50003, "a+", true, true, append},
+        {0x70002, "w", true, false, "CB"},    {0x70003, "w+", true, true, "CB"},
+    };
+    temp_dir dir;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.runtime_mode);
+        write_bytes(dir.path("f"), "0123456789");
+        file_buffer buffer;
+        std::iostream stream(&buffer);
+        auto flags = qel::detail::open_file_stream_(buffer, stream, dir.wide("f"), c.mode, true);
+        EXPECT_EQ(flags, qel::detail::close_flag_flush);
+        ASSERT_TRUE(buffer.is_open());
+        put(buffer, "AB");
+        EXPECT_EQ(buffer.seek(0, std::ios_base::beg), 0);
+        put(buffer, "C");
+        EXPECT_EQ(buffer.seek(0, std::ios_base::beg), 0);
+        EXPECT_EQ(get_all(buffer), c.readable ? c.content : "");
+        EXPECT_TRUE(buffer.close());
+        EXPECT_EQ(read_bytes(dir.path("f")), c.content);
+
+        file_buffer missing_buffer;
+        std::iostream missing_stream(&missing_buffer);
+        qel::detail::open_file_stream_(missing_buffer, missing_stream, dir.wide("missing"), c.mode,
+                                       true);
+        EXPECT_EQ(missing_buffer.is_open(), c.opens_missing);
+        EXPECT_EQ(missing_stream.fail(), !c.opens_missing);
+        EXPECT_TRUE(missing_buffer.close());
+        EXPECT_EQ(std::filesystem::exists(dir.path("missing")), c.opens_missing);
+        std::filesystem::remove(dir.path("missing"));
+    }
+}
+
+TEST(FileOpenRoutine, PlainPathHasNoCloseFlagsAndSetsStreamFlags) {
+    temp_dir dir;
+    write_bytes(dir.path("f"), "0123456789");
+    for (unsigned int mode : {0x1u, 0x2u, 0x10003u, 0x40001u}) {
+        file_buffer buffer;
+        std::iostream stream(&buffer);
+        stream.setstate(std::ios_base::badbit | std::ios_base::eofbit);
+        EXPECT_EQ(qel::detail::open_file_stream_(buffer, stream, dir.wide("f"), mode, true), 0u);
+        EXPECT_TRUE(buffer.is_open()) << mode;
+        EXPECT_TRUE(stream.good()) << mode;
+    }
+    EXPECT_EQ(read_bytes(dir.path("f")), "") << "write() truncates";
+
+    for (unsigned int mode : {0x0u, 0x40000u, 0x10000u}) {
+        file_buffer buffer;
+        std::iostream stream(&buffer);
+        qel::detail::open_file_stream_(buffer, stream, dir.wide("f"), mode, true);
+        EXPECT_FALSE(buffer.is_open()) << mode;
+        EXPECT_TRUE(stream.fail()) << mode;
+    }
+    file_buffer buffer;
+    std::iostream stream(&buffer);
+    qel::detail::open_file_stream_(buffer, stream, dir.wide("missing"), 0x40001u, true);
+    EXPECT_FALSE(buffer.is_open());
+    EXPECT_TRUE(stream.fail());
+}
+
+} // namespace

@@ -1,0 +1,14 @@
+// Subcommands of the qel tool. Each takes the arguments after its name and returns the
+// process exit code.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace qel_tool {
+
+using arguments = std::vector<std::string>;
+
+int run_demo(const arguments& args);
+
+} // namespace qel_tool
