@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and tests qel3 on every leg: Linux (g++), Linux with AddressSanitizer and
 # UndefinedBehaviorSanitizer, and Windows x64 (mingw-w64) under Wine; then builds a small
-# consumer project against the installed package of the Linux and Windows legs and runs it.
+# consumer project against the installed package of the Linux and Windows legs and runs it;
+# runs every libFuzzer target briefly (clang) and checks that the benchmarks build.
 # Installs missing Debian packages when run as root. Ends with one summary line.
 set -uo pipefail
 cd "$(dirname "$0")/.."
@@ -9,7 +10,9 @@ root=$(pwd)
 jobs=$(nproc 2>/dev/null || echo 2)
 
 packages=(cmake ninja-build g++ ccache zlib1g-dev googletest libgtest-dev
-          g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64)
+          g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64
+          clang libclang-rt-14-dev libbenchmark-dev liblz4-dev)
+fuzz_seconds=${QEL_FUZZ_SECONDS:-15}
 
 install_missing() {
     local missing=()
@@ -79,6 +82,33 @@ run_consumer() {
     if [ $status -eq 0 ]; then passed=$((passed + 1)); else fail_step "$preset consumer run"; fi
 }
 
+run_fuzzers() {
+    echo "== fuzz: build (clang, libFuzzer, ASan, UBSan)"
+    cmake --preset fuzz >/dev/null && cmake --build --preset fuzz -j "$jobs" >/dev/null ||
+        { fail_step "fuzz build"; return; }
+    local source name work
+    for source in fuzz/*_fuzz.cpp; do
+        name=$(basename "$source" .cpp)
+        work=$(mktemp -d)
+        echo "== fuzz: $name for ${fuzz_seconds} s"
+        if "build/fuzz/bin/$name" -max_total_time="$fuzz_seconds" -rss_limit_mb=2048 \
+               -print_final_stats=0 "$work" "fuzz/corpus/${name%_fuzz}" >"build/$name.log" 2>&1; then
+            passed=$((passed + 1))
+            grep -E '^Done|#[0-9]+.*DONE' "build/$name.log" | tail -n 1
+        else
+            tail -n 30 "build/$name.log"
+            fail_step "fuzzer $name"
+        fi
+        rm -rf "$work"
+    done
+}
+
+build_bench() {
+    echo "== bench: build"
+    cmake --preset bench >/dev/null && cmake --build --preset bench -j "$jobs" >/dev/null ||
+        fail_step "bench build"
+}
+
 install_missing
 mkdir -p build
 export WINEDEBUG=-all
@@ -88,8 +118,10 @@ run_consumer linux
 run_leg linux-asan
 run_leg windows
 run_consumer windows
+run_fuzzers
+build_bench
 
-echo "test: legs linux, linux-asan, windows (Wine) in $(( $(date +%s) - start )) s"
+echo "test: legs linux, linux-asan, windows (Wine), fuzz, bench build in $(( $(date +%s) - start )) s"
 [ ${#failures[@]} -gt 0 ] && echo "test: failed steps: ${failures[*]}"
 echo "qel3: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <ios>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -317,6 +318,9 @@ TEST(FileStreamPosition, SeekIgnoresModeAndMayPassTheEnd) {
     EXPECT_EQ(offset(s.seek(-1, cur, in | out)), 8);
     EXPECT_EQ(offset(s.seek(-9, cur, in)), -1);
     EXPECT_EQ(offset(s.seek(-12, end, out)), -1);
+    constexpr auto most = std::numeric_limits<std::streamoff>::max();
+    EXPECT_EQ(offset(s.seek(most, end, in)), -1);
+    EXPECT_EQ(offset(s.seek(most, cur, in)), -1);
     EXPECT_EQ(offset(s.get_pos(in)), 8);
     EXPECT_TRUE(s.ok());
     EXPECT_EQ(read_text(s, 3), "\0\0x"s);
@@ -393,7 +397,7 @@ TEST(FileStreamLifecycle, DefaultCloseAndReopen) {
     ASSERT_TRUE(s.open(dir.wide("b"), file_stream_mode::create()));
     EXPECT_EQ(read_bytes(dir.path("a")), "first");
     write_text(s, "second");
-    // Truncating the same file again must come after the old handle wrote its bytes.
+    s.flush();
     ASSERT_TRUE(s.open(dir.wide("b"), file_stream_mode::create()));
     EXPECT_EQ(s.get_size(), 0);
     write_text(s, "third");

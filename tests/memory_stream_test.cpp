@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include <algorithm>
 #include <cstdint>
 #include <ios>
@@ -196,6 +198,9 @@ TEST(MemoryStreamTest, InvalidSeeksFailAndMoveNothing) {
     EXPECT_EQ(off(s.seek(-1, beg, in_out)), -1);
     EXPECT_EQ(off(s.seek(0, cur, in_out)), -1); // cur with both positions never works
     EXPECT_EQ(off(s.seek(0, beg, 0)), -1);
+    constexpr auto most = std::numeric_limits<std::streamoff>::max();
+    EXPECT_EQ(off(s.seek(most, end, in)), -1); // no wrap-around past the largest offset
+    EXPECT_EQ(off(s.seek(most, cur, out)), -1);
 
     EXPECT_TRUE(s.ok());
     EXPECT_EQ(off(s.get_pos(in)), 1);

@@ -1,5 +1,6 @@
 // Every public header of qel3.
 #pragma once
 
+#include <qel/compress.h>
 #include <qel/exception.h>
 #include <qel/stream.h>

@@ -1,4 +1,5 @@
 #include "stream/file_buffer.h"
+#include "stream/stream_state.h"
 
 #include <algorithm>
 #include <cstring>
@@ -286,11 +287,11 @@ std::streamoff file_buffer::seek(std::streamoff offset, int way) {
         target = offset;
         break;
     case std::ios_base::cur:
-        target = current + offset;
+        target = seek_target_(current, offset);
         break;
     case std::ios_base::end: {
         std::int64_t end = platform::seek_file(file_, 0, platform::seek_origin::end);
-        target = end < 0 ? -1 : end + offset;
+        target = end < 0 ? -1 : seek_target_(end, offset);
         break;
     }
     default:

@@ -57,8 +57,11 @@ unsigned int open_file_stream_(file_buffer& buffer, std::iostream& stream, const
     else
         stream.setstate(std::ios_base::failbit);
 
-    if (write && base_name_starts_with_dot(name) && platform::file_exists(name))
-        platform::set_file_hidden(name);
+    if (write && base_name_starts_with_dot(name)) {
+        auto attributes = platform::get_file_attributes(name);
+        if (attributes && !attributes->directory)
+            platform::set_file_hidden(name);
+    }
     return close_flags;
 }
 

@@ -29,8 +29,7 @@ file_stream& file_stream::operator=(file_stream&& other) noexcept = default;
 file_stream::~file_stream() = default;
 
 bool file_stream::open(const std::wstring& name, file_stream_mode mode) {
-    // The old file is closed before the new one is opened.
-    impl_.reset();
+    // The new file opens first; replacing the old implementation then closes the old file.
     impl_ = file_stream_factory(name, mode);
     return impl_->is_open();
 }

@@ -36,8 +36,9 @@ public:
     void close() override {
         if (!buffer_.is_open())
             return;
-        if (close_flags_ & close_flag_flush)
-            flush();
+        // Committed even when a flag is set: the data must reach the disk either way.
+        if ((close_flags_ & close_flag_flush) && buffer_.pubsync() == -1)
+            this->stream_.setstate(std::ios_base::badbit);
         if (!buffer_.close())
             this->stream_.setstate(std::ios_base::failbit);
         close_flags_ = 0;

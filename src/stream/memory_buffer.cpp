@@ -1,4 +1,5 @@
 #include "stream/memory_buffer.h"
+#include "stream/stream_state.h"
 
 #include <algorithm>
 #include <climits>
@@ -157,9 +158,9 @@ std::streamoff memory_buffer::seek(std::streamoff offset, int way, int mode) {
         case std::ios_base::beg:
             return offset;
         case std::ios_base::end:
-            return high_water + offset;
+            return seek_target_(high_water, offset);
         case std::ios_base::cur:
-            return (current - data_) + offset;
+            return seek_target_(current - data_, offset);
         default:
             return -1;
         }

@@ -32,8 +32,10 @@ public:
         // The pointer is taken at the read position, so the length counts from there too
         // and never runs past the written bytes.
         std::streamoff length = std::min(buffer_.written_size(), buffer_.unread_written_size());
+        static const char nothing = 0;
         const void* data = buffer_.freeze();
-        target.write(data, static_cast<std::size_t>(std::max<std::streamoff>(length, 0)));
+        target.write(data ? data : &nothing,
+                     static_cast<std::size_t>(std::max<std::streamoff>(length, 0)));
         buffer_.unfreeze();
     }
 

@@ -75,4 +75,11 @@ std::fpos<int> stream_pos_(std::streamoff offset) {
     return std::fpos<int>(offset);
 }
 
+std::streamoff seek_target_(std::streamoff base, std::streamoff offset) {
+    if (offset > 0 && base > std::numeric_limits<std::streamoff>::max() - offset)
+        return -1;
+    std::streamoff target = base + offset;
+    return target < 0 ? -1 : target;
+}
+
 } // namespace qel::detail

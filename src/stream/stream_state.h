@@ -17,6 +17,8 @@ void stream_flush_(std::iostream& stream);
 bool stream_error_(const std::iostream& stream);
 
 std::fpos<int> stream_pos_(std::streamoff offset);
+// `base + offset` for a seek, or -1 when it would be negative or overflow.
+std::streamoff seek_target_(std::streamoff base, std::streamoff offset);
 
 // The flag-keeping half of IStream, shared by the stream implementations. The derived class
 // owns the buffer and attaches it in its constructor.

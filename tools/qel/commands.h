@@ -10,5 +10,7 @@ namespace qel_tool {
 using arguments = std::vector<std::string>;
 
 int run_demo(const arguments& args);
+int run_compress(const arguments& args);
+int run_decompress(const arguments& args);
 
 } // namespace qel_tool

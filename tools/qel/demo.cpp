@@ -86,6 +86,37 @@ void demo_file_stream(const std::filesystem::path& folder) {
               << ", error " << missing.error() << "\n";
 }
 
+void demo_compression() {
+    std::cout << "== compression\n";
+    std::string text;
+    for (int i = 0; text.size() < 100000; ++i)
+        text +=
+            "line " + std::to_string(i % 50) + ": the quick brown fox jumps over the lazy dog\n";
+    for (int method : {qel::compress_lzm, qel::compress_zlib}) {
+        const char* name = method == qel::compress_lzm ? "lzm" : "zlib";
+        qel::memory_stream packed;
+        {
+            qel::deflate_stream deflating(packed.get_interface(), method);
+            deflating.write(text.data(), text.size());
+            deflating.flush();
+        }
+        packed.seek(0, std::ios_base::beg, std::ios_base::in);
+        qel::inflate_stream inflating(packed.get_interface(), method);
+        std::string back(text.size() + 1, '\0');
+        std::size_t count = 0;
+        inflating.read(back.data(), back.size(), &count);
+        back.resize(count);
+        std::cout << "  " << name << ": " << text.size() << " bytes -> " << packed.get_size()
+                  << " bytes, decompressed " << (back == text ? "identical" : "DIFFERENT") << "\n";
+    }
+    try {
+        std::vector<char> out;
+        qel::inflate(qel::compress_lzm, "not lzm", 7, out);
+    } catch (const qel::compress_error& e) {
+        std::cout << "  decoding bytes that are not lzm: \"" << e.what() << "\"\n";
+    }
+}
+
 std::filesystem::path make_temp_folder() {
     std::random_device seed;
     auto base = std::filesystem::temp_directory_path();
@@ -108,6 +139,7 @@ int run_demo(const arguments& args) {
     demo_errors();
     demo_memory_stream();
     demo_file_stream(folder);
+    demo_compression();
     std::filesystem::remove_all(folder);
     std::cout << "done; temporary folder removed\n";
     return 0;

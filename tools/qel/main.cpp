@@ -1,7 +1,6 @@
 // qel: the command-line face of the qel3 library.
 #include "commands.h"
 
-#include <cstring>
 #include <iostream>
 
 namespace {
@@ -15,16 +14,19 @@ struct command {
 
 const command commands[] = {
     {"demo", "demo", "run a short tour of the library in a temporary folder", qel_tool::run_demo},
+    {"compress", "compress [--method lzm|zlib] [--force] IN OUT",
+     "compress IN into OUT (- for standard input/output; lzm by default)", qel_tool::run_compress},
+    {"decompress", "decompress [--method lzm|zlib] [--force] IN OUT",
+     "decompress IN into OUT (- for standard input/output)", qel_tool::run_decompress},
 };
 
 void print_help(std::ostream& out) {
     out << "qel " << QEL_VERSION_TEXT << ": tools of the qel3 utility library\n\n"
         << "Usage:\n"
-        << "  qel --help        show this help\n"
-        << "  qel --version     show the version\n";
+        << "  qel --help\n      show this help\n"
+        << "  qel --version\n      show the version\n";
     for (const auto& c : commands)
-        out << "  qel " << c.usage << std::string(14 - std::strlen(c.usage), ' ') << c.summary
-            << "\n";
+        out << "  qel " << c.usage << "\n      " << c.summary << "\n";
 }
 
 } // namespace

@@ -1,0 +1,41 @@
+#!/usr/bin/env python3
+"""Runs a benchmark binary and prints qel3's speed as a ratio to its peer, per file.
+
+usage: bench/ratios.py BINARY [PAIR ...]   where PAIR is qel_name:peer_name
+"""
+import json
+import subprocess
+import sys
+
+DEFAULT_PAIRS = [
+    ("lzm_compress", "lz4_compress"),
+    ("lzm_decompress", "lz4_decompress"),
+    ("zlib_method_compress", "zlib_raw_compress"),
+    ("zlib_method_decompress", "zlib_raw_decompress"),
+]
+
+
+def main():
+    binary = sys.argv[1]
+    pairs = [tuple(p.split(":")) for p in sys.argv[2:]] or DEFAULT_PAIRS
+    run = subprocess.run([binary, "--benchmark_format=json", "--benchmark_min_time=0.3"],
+                         check=True, capture_output=True, text=True)
+    results = {b["name"]: b for b in json.loads(run.stdout)["benchmarks"]}
+    print("| qel3 | peer | file | qel3 MB/s | peer MB/s | speed ratio | qel3 size ratio | peer size ratio |")
+    print("|---|---|---|---|---|---|---|---|")
+    for ours, peer in pairs:
+        for name, ours_result in results.items():
+            if not name.startswith(ours + "/"):
+                continue
+            file = name.split("/", 1)[1]
+            peer_result = results.get(peer + "/" + file)
+            if not peer_result:
+                continue
+            ours_speed = ours_result["bytes_per_second"] / 1e6
+            peer_speed = peer_result["bytes_per_second"] / 1e6
+            print(f"| {ours} | {peer} | {file} | {ours_speed:.0f} | {peer_speed:.0f} | "
+                  f"{ours_speed / peer_speed:.2f} | {ours_result['ratio']:.3f} | {peer_result['ratio']:.3f} |")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,46 @@
+// The lzm block codec on arbitrary bytes: decoding them as a payload may only end in
+// compress_error and never touches memory outside the payload and the block's own output;
+// encoding them (up to one block) must decode back to the same bytes.
+#include "compress/lzm_block.h"
+
+#include <qel/exception.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+void require(bool ok) {
+    if (!ok)
+        std::abort();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace qel::detail;
+    const auto* bytes = reinterpret_cast<const char*>(data);
+
+    // Earlier output in the vector must stay as it is and lie out of the matches' reach.
+    const char prefix[3] = {'p', 'q', 'r'};
+    std::vector<char> out(prefix, prefix + 3);
+    try {
+        const std::size_t n = lzm_decode_block_(bytes, size, out);
+        require(n == out.size() - 3 && n <= lzm_block_input_limit);
+    } catch (const qel::compress_error& e) {
+        require(e.code() == 0 && out.size() - 3 <= lzm_block_input_limit);
+    }
+    require(out.size() >= 3 && std::memcmp(out.data(), prefix, 3) == 0);
+
+    static lzm_block_encoder_ encoder; // reused across inputs, as the library does
+    const std::size_t block = std::min(size, lzm_block_input_limit);
+    const std::uint16_t length = encoder.encode(bytes, block);
+    require(length == encoder.payload().size());
+    std::vector<char> back;
+    require(lzm_decode_block_(encoder.payload().data(), length, back) == block);
+    require(std::equal(back.begin(), back.end(), bytes));
+    return 0;
+}

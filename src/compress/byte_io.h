@@ -1,0 +1,114 @@
+// Sources and sinks of the one-call compression functions: one template per algorithm
+// serves memory, vectors, standard streams and IStreams alike.
+#pragma once
+
+#include <qel/compress.h>
+
+#include <algorithm>
+#include <cstring>
+#include <istream>
+#include <ostream>
+#include <vector>
+
+namespace qel::detail {
+
+[[noreturn]] void throw_output_error_();
+[[noreturn]] void throw_input_error_();
+[[noreturn]] void throw_unexpected_end_();
+
+// Writes from index 0 over what the vector holds, growing it but never shrinking it.
+class vector_overwrite_sink_ {
+public:
+    explicit vector_overwrite_sink_(std::vector<char>& out) : out_(out) {}
+    void write(const char* data, std::size_t size) {
+        if (out_.size() < position_ + size)
+            out_.resize(position_ + size);
+        if (size > 0)
+            std::memcpy(out_.data() + position_, data, size);
+        position_ += size;
+    }
+
+private:
+    std::vector<char>& out_;
+    std::size_t position_ = 0;
+};
+
+class ostream_sink_ {
+public:
+    explicit ostream_sink_(std::ostream& out) : out_(out) {}
+    void write(const char* data, std::size_t size) {
+        out_.write(data, static_cast<std::streamsize>(size));
+        if (!out_.good())
+            throw_output_error_();
+    }
+
+private:
+    std::ostream& out_;
+};
+
+class istream_sink_ {
+public:
+    explicit istream_sink_(IStream& out) : out_(out) {}
+    void write(const char* data, std::size_t size) {
+        out_.write(data, size);
+        if (out_.error())
+            throw_output_error_();
+    }
+
+private:
+    IStream& out_;
+};
+
+// Streamed input, read in chunks; `at_end` tells whether the source has reached its end.
+class std_istream_source_ {
+public:
+    explicit std_istream_source_(std::istream& in) : in_(in) {}
+    std::size_t read(char* buffer, std::size_t size) {
+        in_.read(buffer, static_cast<std::streamsize>(size));
+        return static_cast<std::size_t>(in_.gcount());
+    }
+    // Reads exactly `size` bytes or throws "input stream error".
+    void read_exactly(char* buffer, std::size_t size) {
+        if (read(buffer, size) != size || !in_.good())
+            throw_input_error_();
+    }
+    bool at_end() const { return in_.eof(); }
+
+private:
+    std::istream& in_;
+};
+
+class istream_source_ {
+public:
+    explicit istream_source_(IStream& in) : in_(in) {}
+    std::size_t read(char* buffer, std::size_t size) {
+        std::size_t count = 0;
+        in_.read(buffer, size, &count);
+        return count;
+    }
+    // Reads exactly `size` bytes: "input stream error" when the stream fails,
+    // "input stream unexpected end" when it runs short.
+    void read_exactly(char* buffer, std::size_t size) {
+        std::size_t count = read(buffer, size);
+        if (in_.error())
+            throw_input_error_();
+        if (count != size)
+            throw_unexpected_end_();
+    }
+    bool at_end() const { return in_.eof(); }
+    bool failed() const { return in_.error(); }
+
+private:
+    IStream& in_;
+};
+
+// The length of the next chunk of a streamed input: `chunk`, or less so as not to pass a
+// positive `limit`; 0 when the limit has been reached.
+inline std::size_t next_chunk_size_(std::size_t chunk, std::int64_t limit, std::int64_t done) {
+    if (limit <= 0)
+        return chunk;
+    return static_cast<std::size_t>(std::min<std::int64_t>(
+        static_cast<std::int64_t>(chunk), std::max<std::int64_t>(limit - done, 0)));
+}
+
+} // namespace qel::detail

@@ -1,0 +1,492 @@
+#include "compress/lzm_block.h"
+
+#include <qel/exception.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+#include <type_traits>
+
+namespace qel::detail {
+namespace {
+
+constexpr std::size_t max_literals = 63;
+constexpr std::size_t hash_size = 4096;
+constexpr std::uint16_t no_position = 0xFFFF;
+// A payload exceeds its input only by one byte per literal run, and a literal run that is
+// not full ends before a run or match of three or more bytes: at most about 1.27 times the
+// input. Twice the input leaves room for the encoder's 16-byte literal copies as well.
+constexpr std::size_t payload_capacity = 2 * lzm_block_input_limit + 64;
+
+[[noreturn, gnu::cold, gnu::noinline]] void fail(const char* message) {
+    throw compress_error(message, 0);
+}
+
+inline void copy16(char* to, const char* from) {
+    char chunk[16];
+    std::memcpy(chunk, from, 16);
+    std::memcpy(to, chunk, 16);
+}
+
+inline void check(bool ok, const char* message) {
+    if (!ok) [[unlikely]]
+        fail(message);
+}
+
+inline lzm_choice_ select(std::size_t lit, std::size_t length, std::size_t offset) {
+    check(lit <= max_literals, "LZM assert: select: uncompressed seq to long");
+    check(length <= 34, "LZM assert: select: match seq to long");
+    check(offset <= 8191, "LZM assert: select: offset to long");
+    if (length < 3)
+        return {0, false};
+    if (lit == 0 && offset <= 4095 && length <= 6)
+        return {2, false};
+    if (offset <= 511 && length <= 10 && lit <= 3)
+        return {1, false};
+    if (lit <= 15)
+        return {3, false};
+    return {offset > 4095 || length > 6 ? 3 : 2, true};
+}
+
+inline std::size_t put_literals(char* out, const char* literals, std::size_t count) {
+    check(count != 0, "LZM assert: 00 empty uncompressed seq");
+    check(count <= max_literals, "LZM assert: 00 uncompressed seq to long");
+    out[0] = static_cast<char>(count);
+    std::memcpy(out + 1, literals, count);
+    return count + 1;
+}
+
+inline std::size_t put_repeat(char* out, std::size_t lit, std::size_t count, unsigned char value) {
+    check(lit == 0, "LZM assert: 00 not empty uncompressed seq");
+    check(count <= 255, "LZM assert: 00 repeat seq too long");
+    out[0] = 0;
+    out[1] = static_cast<char>(count);
+    out[2] = static_cast<char>(value);
+    return 3;
+}
+
+// Writes the token bytes of a match that carries `lit` literals; the literals go right after
+// them. Returns the number of token bytes.
+inline std::size_t put_match_head(char* out, int kind, std::size_t lit, std::size_t len,
+                                  std::size_t off, std::size_t position) {
+    const std::size_t m = len - 3;
+    std::size_t written;
+    switch (kind) {
+    case 1:
+        check(lit < 4, "LZM assert: 01 uncompressed seq to long");
+        check(len >= 3, "LZM assert: 01 match seq to short");
+        check(len < 11, "LZM assert: 01 match seq to long");
+        check(off < 512, "LZM assert: 01 offset to long");
+        check(off <= position, "LZM assert: 01 offset out of block");
+        out[0] = static_cast<char>(0x40 | lit << 4 | m << 1 | off >> 8);
+        out[1] = static_cast<char>(off & 0xFF);
+        written = 2;
+        break;
+    case 2:
+        check(lit == 0, "LZM assert: 10 not empty uncompressed seq");
+        check(len >= 3, "LZM assert: 10 match seq to short");
+        check(len < 7, "LZM assert: 10 match seq to long");
+        check(off < 4096, "LZM assert: 10 offset to long");
+        check(off <= position, "LZM assert: 10 offset out of block");
+        out[0] = static_cast<char>(0x80 | m << 4 | off >> 8);
+        out[1] = static_cast<char>(off & 0xFF);
+        written = 2;
+        break;
+    case 3:
+        check(lit < 16, "LZM assert: 11 uncompressed seq to long");
+        check(len >= 3, "LZM assert: 11 match seq to short");
+        check(len < 35, "LZM assert: 11 match seq to long");
+        check(off < 8192, "LZM assert: 11 offset to long");
+        check(off <= position, "LZM assert: 11 offset out of block");
+        out[0] = static_cast<char>(0xC0 | lit << 2 | m >> 3);
+        out[1] = static_cast<char>(off >> 5);
+        out[2] = static_cast<char>((off & 0x1F) << 3 | (m & 7));
+        written = 3;
+        break;
+    default:
+        fail("LZM assert: select: invalid marker type");
+    }
+    return written;
+}
+
+// Length of the common prefix of a and b, at most `limit`. Compares eight bytes at a time
+// while `readable` (bytes that may be read from either pointer) allows.
+inline std::size_t common_prefix(const unsigned char* a, const unsigned char* b, std::size_t limit,
+                                 std::size_t readable) {
+    std::size_t len = 0;
+    while (len < limit) {
+        if (readable - len < 8) {
+            while (len < limit && a[len] == b[len])
+                ++len;
+            return len;
+        }
+        std::uint64_t x, y;
+        std::memcpy(&x, a + len, 8);
+        std::memcpy(&y, b + len, 8);
+        if (const std::uint64_t diff = x ^ y) {
+            std::size_t same;
+            if constexpr (std::endian::native == std::endian::little)
+                same = static_cast<std::size_t>(std::countr_zero(diff) >> 3);
+            else
+                same = static_cast<std::size_t>(std::countl_zero(diff) >> 3);
+            return std::min(len + same, limit);
+        }
+        len += 8;
+    }
+    return limit;
+}
+
+} // namespace
+
+lzm_choice_ lzm_select_(std::size_t pending_literals, std::size_t length, std::size_t offset) {
+    return select(pending_literals, length, offset);
+}
+
+std::size_t lzm_put_literals_(char* out, const char* literals, std::size_t count) {
+    return put_literals(out, literals, count);
+}
+
+std::size_t lzm_put_repeat_(char* out, std::size_t pending_literals, std::size_t count,
+                            unsigned char value) {
+    return put_repeat(out, pending_literals, count, value);
+}
+
+std::size_t lzm_put_match_(char* out, int kind, const char* literals, std::size_t literal_count,
+                           std::size_t length, std::size_t offset, std::size_t position) {
+    const std::size_t head = put_match_head(out, kind, literal_count, length, offset, position);
+    if (literal_count != 0)
+        std::memcpy(out + head, literals, literal_count);
+    return head + literal_count;
+}
+
+lzm_block_encoder_::lzm_block_encoder_() : hash_table_(hash_size) {
+    payload_.reserve(payload_capacity);
+}
+
+std::uint16_t lzm_block_encoder_::encode(const char* input, std::size_t size) {
+    // Offsets and table entries are 13-bit and 16-bit quantities.
+    check(size <= lzm_block_input_limit, "LZM assert: block too large");
+    payload_.resize(payload_capacity);
+    std::uint16_t* const table = hash_table_.data();
+    std::fill_n(table, hash_size, no_position);
+
+    const auto* const in = reinterpret_cast<const unsigned char*>(input);
+    const std::size_t n = size;
+    char* const begin = payload_.data();
+    char* out = begin;
+    std::size_t pos = 0;
+    // Pending literals are always the input bytes [anchor, pos), so they are copied straight
+    // from the input when emitted.
+    std::size_t anchor = 0;
+    auto flush_literals = [&] {
+        out += put_literals(out, input + anchor, pos - anchor);
+        anchor = pos;
+    };
+
+    // The three bytes at `at`, the first in the low byte. With `wide`, one four-byte load,
+    // which needs at + 4 <= n.
+    auto load3 = [&](std::size_t at, auto wide) -> std::uint32_t {
+        if constexpr (decltype(wide)::value && std::endian::native == std::endian::little) {
+            std::uint32_t word;
+            std::memcpy(&word, in + at, 4);
+            return word & 0xFFFFFF;
+        } else {
+            return std::uint32_t{in[at]} | std::uint32_t{in[at + 1]} << 8 |
+                   std::uint32_t{in[at + 2]} << 16;
+        }
+    };
+    // One step from pos, which has at least three bytes left.
+    auto step = [&](auto wide) {
+        const std::uint32_t seq = load3(pos, wide);
+        const unsigned h = ((seq & 0xFF) << 4) ^ (((seq >> 8) & 0xFF) << 2) ^ (seq >> 16);
+        const std::size_t candidate = table[h];
+        table[h] = static_cast<std::uint16_t>(pos);
+
+        if (((seq ^ seq >> 8) & 0xFFFF) == 0) [[unlikely]] {
+            const unsigned char value = in[pos];
+            const std::size_t limit = std::min<std::size_t>(255, n - pos);
+            std::size_t count = 3;
+            while (count < limit && in[pos + count] == value)
+                ++count;
+            if (pos != anchor)
+                flush_literals();
+            out += put_repeat(out, 0, count, value);
+            pos += count;
+            anchor = pos;
+            return;
+        }
+
+        // Below three equal bytes select() always answers "literal", so only candidates at
+        // least three bytes back are measured; an empty entry (0xFFFF) never qualifies. The
+        // table is cleared per block and only ever receives earlier positions, so no entry
+        // lies at or past pos and no check for that costs time here. The test is branch-free
+        // (whether the table had an entry is hard to predict); an unusable candidate probes
+        // position 0 instead, which is readable whenever pos is.
+        const std::size_t unusable = std::size_t{0} - (candidate + 3 > pos);
+        const std::size_t probe = candidate & ~unusable;
+        if (((load3(probe, wide) ^ seq) | (unusable & 1)) == 0) {
+            const std::size_t offset = pos - candidate;
+            const std::size_t limit = std::min({std::size_t{34}, offset, n - pos});
+            // Both ranges lie within the input, the candidate's before the current one.
+            const std::size_t len =
+                3 + common_prefix(in + candidate + 3, in + pos + 3, limit - 3, n - pos - 3);
+            const lzm_choice_ choice = select(pos - anchor, len, offset);
+            if (choice.flush_literals)
+                flush_literals();
+            const std::size_t lit = pos - anchor;
+            out += put_match_head(out, choice.kind, lit, len, offset, pos);
+            // At most 15 literals: one 16-byte copy when the input allows, the payload buffer
+            // has the room.
+            if (anchor + 16 <= n)
+                copy16(out, input + anchor);
+            else if (lit != 0)
+                std::memcpy(out, input + anchor, lit);
+            out += lit;
+            pos += len;
+            anchor = pos;
+            return;
+        }
+
+        if (pos - anchor == max_literals) [[unlikely]]
+            flush_literals();
+        ++pos;
+    };
+    while (pos + 3 < n)
+        step(std::true_type{});
+    while (pos + 2 < n)
+        step(std::false_type{});
+
+    // The last one or two bytes cannot start a run or a match.
+    while (pos < n) {
+        if (pos - anchor == max_literals)
+            flush_literals();
+        ++pos;
+    }
+    if (pos != anchor)
+        flush_literals();
+    check(pos == n, "LZM assert: compress size mismatch");
+
+    const auto length = static_cast<std::size_t>(out - begin);
+    payload_.resize(length);
+    return static_cast<std::uint16_t>(length);
+}
+
+namespace {
+
+// Decoding fault: the block's bytes decoded so far stay appended.
+[[noreturn, gnu::cold, gnu::noinline]] void fail_decode(std::vector<char>& out, std::size_t keep,
+                                                        const char* message) {
+    out.resize(keep);
+    throw compress_error(message, 0);
+}
+
+// Fields of a match token by its first byte, so that the token's kind needs no branch:
+// bits 0..7 literal count, 8..15 token size, 16..23 length (kind "11": its high part),
+// 24..31 mask of the third byte's length bits, 32..39 offset bits 11..8 (kinds "01" and
+// "10"), 40..47 shift of the second byte within the offset, 48..55 mask of the third
+// byte's offset bits.
+constexpr std::array<std::uint64_t, 256> match_fields = [] {
+    std::array<std::uint64_t, 256> fields{};
+    for (std::uint64_t t = 0x40; t < 0x100; ++t) {
+        std::uint64_t lit, size, len, len_mask = 0, high, shift = 0, low_mask = 0;
+        if (t < 0x80) {
+            lit = (t >> 4) & 3;
+            size = 2;
+            len = ((t >> 1) & 7) + 3;
+            high = t & 1;
+        } else if (t < 0xC0) {
+            lit = 0;
+            size = 2;
+            len = ((t >> 4) & 3) + 3;
+            high = t & 0x0F;
+        } else {
+            lit = (t >> 2) & 0x0F;
+            size = 3;
+            len = ((t & 3) << 3) + 3;
+            len_mask = 7;
+            high = 0;
+            shift = 5;
+            low_mask = 0x1F;
+        }
+        fields[t] = lit | size << 8 | len << 16 | len_mask << 24 | high << 32 | shift << 40 |
+                    low_mask << 48;
+    }
+    return fields;
+}();
+
+// Token size plus carried literals by first byte, kept apart from match_fields: the next
+// token's position is the decoder's longest dependency chain.
+constexpr std::array<std::uint8_t, 256> advance = [] {
+    std::array<std::uint8_t, 256> sizes{};
+    for (std::size_t t = 0x40; t < 0x100; ++t)
+        sizes[t] =
+            static_cast<std::uint8_t>((match_fields[t] & 0xFF) + (match_fields[t] >> 8 & 0xFF));
+    return sizes;
+}();
+
+} // namespace
+
+std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector<char>& out) {
+    const std::size_t base = out.size();
+    out.resize(base + lzm_decode_reserve);
+    char* const first = out.data() + base;
+    char* const last = first + lzm_block_input_limit; // output may not pass this
+    char* o = first;
+
+    const auto* p = reinterpret_cast<const unsigned char*>(payload);
+    const auto* const end = p + size;
+    auto avail = [&] { return static_cast<std::size_t>(end - p); };
+    auto room = [&] { return static_cast<std::size_t>(last - o); };
+    auto fail_here = [&](const char* message) {
+        fail_decode(out, base + static_cast<std::size_t>(o - first), message);
+    };
+    constexpr const char* out_of_input = "out of input buffer error";
+    constexpr const char* too_large = "LZM decompressed data size too large";
+
+    // Fast loop while a whole token plus a 16-byte literal chunk is left in the payload. It
+    // takes only tokens that are valid and fit; anything else is left to the careful loop
+    // below, which reports the fault.
+    while (end - p >= 19) {
+        const unsigned t = p[0];
+        const std::size_t room_now = room();
+        if (t >= 0x40) {
+            const std::uint64_t f = match_fields[t];
+            const std::size_t lit = f & 0xFF;
+            const std::size_t size_of = f >> 8 & 0xFF;
+            const std::size_t b1 = p[1], b2 = p[2];
+            const std::size_t len = (f >> 16 & 0xFF) + (b2 & (f >> 24 & 0xFF));
+            const std::size_t off =
+                (f >> 32 & 0xFF) << 8 | b1 << (f >> 40 & 0xFF) | ((b2 >> 3) & (f >> 48 & 0xFF));
+            const auto produced = static_cast<std::size_t>(o - first) + lit;
+            if ((lit + len > room_now) | (off - 1 >= produced) | (len > off))
+                break;
+            copy16(o, reinterpret_cast<const char*>(p + size_of));
+            o += lit;
+            p += advance[t];
+            const char* from = o - off;
+            copy16(o, from);
+            if (len > 16) {
+                copy16(o + 16, from + 16);
+                if (len > 32)
+                    copy16(o + 32, from + 32);
+            }
+            o += len;
+        } else if (t != 0) {
+            if (t >= avail() || t > room_now)
+                break;
+            if (avail() > 64) {
+                for (std::size_t i = 0; i < 64; i += 16)
+                    copy16(o + i, reinterpret_cast<const char*>(p + 1 + i));
+            } else {
+                std::memcpy(o, p + 1, t);
+            }
+            o += t;
+            p += 1 + t;
+        } else {
+            const std::size_t count = p[1];
+            if (count > room_now)
+                break;
+            char fill[16];
+            std::memset(fill, p[2], 16);
+            if (count <= 16)
+                std::memcpy(o, fill, 16);
+            else
+                std::memset(o, p[2], count);
+            o += count;
+            p += 3;
+        }
+    }
+
+    while (p != end) {
+        const unsigned t = *p++;
+        if (t >= 0x40) {
+            if (p == end)
+                fail_here(out_of_input);
+            const unsigned b = *p++;
+            std::size_t lit, len, off;
+            switch (t >> 6) {
+            case 1:
+                lit = (t >> 4) & 3;
+                len = ((t >> 1) & 7) + 3;
+                off = (t & 1) << 8 | b;
+                break;
+            case 2:
+                lit = 0;
+                len = ((t >> 4) & 3) + 3;
+                off = (t & 0x0F) << 8 | b;
+                break;
+            default: {
+                if (p == end)
+                    fail_here(out_of_input);
+                const unsigned b2 = *p++;
+                lit = (t >> 2) & 0x0F;
+                len = ((t & 3) << 3 | (b2 & 7)) + 3;
+                off = b << 5 | b2 >> 3;
+                break;
+            }
+            }
+            if (lit != 0) {
+                if (lit > avail())
+                    fail_here(out_of_input);
+                if (lit > room())
+                    fail_here(too_large);
+                // At most 15 literals: one chunk when the payload has 16 bytes left.
+                if (avail() >= 16)
+                    copy16(o, reinterpret_cast<const char*>(p));
+                else
+                    std::memcpy(o, p, lit);
+                o += lit;
+                p += lit;
+            }
+            if (off == 0 || off > static_cast<std::size_t>(o - first))
+                fail_here("LZM assert: match offset out of block");
+            if (len > off)
+                fail_here("LZM assert: match overlaps its output");
+            if (len > room())
+                fail_here(too_large);
+            // Chunked copy may write up to 47 bytes past o into the slack and read bytes
+            // past o; every byte inside the match comes from before o because len <= off.
+            const char* from = o - off;
+            copy16(o, from);
+            if (len > 16) {
+                copy16(o + 16, from + 16);
+                if (len > 32)
+                    copy16(o + 32, from + 32);
+            }
+            o += len;
+        } else if (t != 0) {
+            if (t > avail())
+                fail_here(out_of_input);
+            if (t > room())
+                fail_here(too_large);
+            std::memcpy(o, p, t);
+            o += t;
+            p += t;
+        } else {
+            if (avail() < 2)
+                fail_here(out_of_input);
+            const std::size_t count = p[0];
+            if (count > room())
+                fail_here(too_large);
+            std::memset(o, p[1], count);
+            o += count;
+            p += 2;
+        }
+    }
+    // Every read above is bounded by the payload end, so the loop ends exactly there.
+    if (p != end)
+        fail_here("LZM assert: uncompress size mismatch");
+
+    const auto produced = static_cast<std::size_t>(o - first);
+    out.resize(base + produced);
+    return produced;
+}
+
+void lzm_write_header_(char* header, std::uint16_t payload_size) {
+    const std::uint32_t word = std::uint32_t{payload_size} << 16 | lzm_magic;
+    for (std::size_t i = 0; i < lzm_header_size; ++i)
+        header[i] = static_cast<char>(word >> (8 * i) & 0xFF);
+}
+
+} // namespace qel::detail

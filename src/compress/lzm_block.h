@@ -1,0 +1,62 @@
+// The lzm block codec: blocks of at most 8191 bytes, each a 4-byte header (magic 0x5A5B and
+// the payload length, little-endian) and a payload of literal runs, repeat runs and matches.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace qel::detail {
+
+inline constexpr std::size_t lzm_block_input_limit = 8191;
+inline constexpr std::uint32_t lzm_magic = 0x5A5B;
+inline constexpr std::size_t lzm_header_size = 4;
+// The decoder works in place at the end of its output vector and copies in 16-byte chunks,
+// so it grows the vector to (size on entry + this) while decoding; a work vector reserved
+// with this capacity never reallocates.
+inline constexpr std::size_t lzm_decode_reserve = lzm_block_input_limit + 64;
+
+// The token chosen for a match: kind 0 none (the byte becomes a literal), 1 "01", 2 "10",
+// 3 "11". flush_literals: 16 or more literals are pending, too many for any match token to
+// carry, so they go out as a literal run first and `kind` assumes none are pending.
+struct lzm_choice_ {
+    int kind;
+    bool flush_literals;
+};
+
+// Throws compress_error "LZM assert: select: ..." when an argument is out of range.
+lzm_choice_ lzm_select_(std::size_t pending_literals, std::size_t length, std::size_t offset);
+
+// Token writers of the encoder. Each checks the limits of its token first (compress_error
+// "LZM assert: ...") and returns the number of bytes written to `out`.
+std::size_t lzm_put_literals_(char* out, const char* literals, std::size_t count);
+std::size_t lzm_put_repeat_(char* out, std::size_t pending_literals, std::size_t count,
+                            unsigned char value);
+// kind 1..3; `position` is the input index where the match starts, which bounds the offset.
+std::size_t lzm_put_match_(char* out, int kind, const char* literals, std::size_t literal_count,
+                           std::size_t length, std::size_t offset, std::size_t position);
+
+// Reusable state of the block encoder (hash table and payload buffer), so that a call or a
+// stream allocates once.
+class lzm_block_encoder_ {
+public:
+    lzm_block_encoder_();
+    // Encodes 0..8191 bytes into payload() and returns the payload length. Failed internal
+    // checks, and more than 8191 bytes, throw compress_error "LZM assert: ...".
+    std::uint16_t encode(const char* input, std::size_t size);
+    const std::vector<char>& payload() const { return payload_; }
+
+private:
+    std::vector<std::uint16_t> hash_table_;
+    std::vector<char> payload_;
+};
+
+// Decodes one payload and appends the bytes to `out`; returns how many were appended.
+// Malformed payloads throw compress_error; the bytes of the block decoded before the fault
+// stay appended. Nothing outside the payload or the block's own output is ever read.
+std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector<char>& out);
+
+// The 4-byte header of a block with `payload_size` payload bytes.
+void lzm_write_header_(char* header, std::uint16_t payload_size);
+
+} // namespace qel::detail

@@ -1,0 +1,246 @@
+// The lzm method over memory, vectors and streams, on top of the block codec.
+#include "compress/byte_io.h"
+#include "compress/compress_stream_impl.h"
+#include "compress/lzm_block.h"
+
+#include <array>
+
+namespace qel {
+namespace detail {
+namespace {
+
+using header_bytes = std::array<char, lzm_header_size>;
+
+// Encodes one block and writes header and payload with one sink write each.
+template <class Sink>
+void write_block(lzm_block_encoder_& encoder, const char* data, std::size_t size, Sink& sink) {
+    std::uint16_t payload_size = encoder.encode(data, size);
+    header_bytes header;
+    lzm_write_header_(header.data(), payload_size);
+    sink.write(header.data(), header.size());
+    sink.write(encoder.payload().data(), payload_size);
+}
+
+template <class Sink> void deflate_memory(const char* data, std::size_t size, Sink& sink) {
+    lzm_block_encoder_ encoder;
+    for (std::size_t done = 0; done < size; done += lzm_block_input_limit)
+        write_block(encoder, data + done, std::min(lzm_block_input_limit, size - done), sink);
+}
+
+template <class Source, class Sink>
+void deflate_streamed(Source& source, Sink& sink, std::int64_t limit) {
+    lzm_block_encoder_ encoder;
+    std::vector<char> chunk(lzm_block_input_limit);
+    std::int64_t done = 0;
+    for (;;) {
+        std::size_t wanted = next_chunk_size_(lzm_block_input_limit, limit, done);
+        if (wanted == 0)
+            break;
+        std::size_t got = source.read(chunk.data(), wanted);
+        if (got == 0)
+            break;
+        write_block(encoder, chunk.data(), got, sink);
+        done += static_cast<std::int64_t>(got);
+    }
+}
+
+// Payload length from a header; a header cut short is padded with zero bytes.
+std::size_t payload_size_of(const char* header, std::size_t available) {
+    header_bytes padded{};
+    std::copy(header, header + std::min(available, padded.size()), padded.begin());
+    auto byte = [&](std::size_t i) {
+        return static_cast<std::uint32_t>(static_cast<unsigned char>(padded[i]));
+    };
+    std::uint32_t word = byte(0) | (byte(1) << 8) | (byte(2) << 16) | (byte(3) << 24);
+    if ((word & 0xFFFF) != lzm_magic)
+        throw compress_error("LZM header not found", 0);
+    return word >> 16;
+}
+
+// Decoded blocks go straight into a vector, or through a work vector into a stream sink.
+template <class Sink> class block_output {
+public:
+    explicit block_output(Sink& sink) : sink_(sink) { work_.reserve(lzm_decode_reserve); }
+    void decode(const char* payload, std::size_t size) {
+        work_.clear();
+        lzm_decode_block_(payload, size, work_);
+        sink_.write(work_.data(), work_.size());
+    }
+
+private:
+    Sink& sink_;
+    std::vector<char> work_;
+};
+
+template <> class block_output<std::vector<char>> {
+public:
+    explicit block_output(std::vector<char>& out) : out_(out) {}
+    void decode(const char* payload, std::size_t size) { lzm_decode_block_(payload, size, out_); }
+
+private:
+    std::vector<char>& out_;
+};
+
+template <class Output> void inflate_memory(const char* data, std::size_t size, Output& output) {
+    block_output<Output> blocks(output);
+    std::size_t at = 0;
+    while (at < size) {
+        std::size_t payload_size = payload_size_of(data + at, size - at);
+        at += lzm_header_size;
+        if (at > size || payload_size > size - at)
+            throw compress_error("out of input buffer error", 0);
+        blocks.decode(data + at, payload_size);
+        at += payload_size;
+    }
+}
+
+template <class Source, class Output> void inflate_streamed(Source& source, Output& output) {
+    block_output<Output> blocks(output);
+    std::vector<char> payload;
+    for (;;) {
+        header_bytes header;
+        std::size_t got = source.read(header.data(), header.size());
+        if (got == 0)
+            break;
+        payload.resize(payload_size_of(header.data(), got));
+        source.read_exactly(payload.data(), payload.size());
+        blocks.decode(payload.data(), payload.size());
+    }
+}
+
+class lzm_deflate_stream_impl_ final : public basic_deflate_stream_impl_ {
+public:
+    explicit lzm_deflate_stream_impl_(IStream& target)
+        : basic_deflate_stream_impl_(target, lzm_block_input_limit) {}
+    ~lzm_deflate_stream_impl_() override { final_flush_quietly(); }
+
+    // The format needs no terminator, so `finish` changes nothing.
+    void deflate_data(const void* data, std::size_t size, bool) override {
+        istream_sink_ sink(*wrapped_);
+        auto bytes = static_cast<const char*>(data);
+        for (std::size_t done = 0; done < size; done += lzm_block_input_limit)
+            write_block(encoder_, bytes + done, std::min(lzm_block_input_limit, size - done), sink);
+    }
+
+private:
+    lzm_block_encoder_ encoder_;
+};
+
+class lzm_inflate_stream_impl_ final : public basic_inflate_stream_impl_ {
+public:
+    explicit lzm_inflate_stream_impl_(IStream& source) : basic_inflate_stream_impl_(source) {}
+    ~lzm_inflate_stream_impl_() override = default;
+
+    // One block per call.
+    bool inflate_data(std::vector<char>& out) override {
+        istream_source_ source(*wrapped_);
+        header_bytes header;
+        std::size_t got = source.read(header.data(), header.size());
+        if (got == 0)
+            return false;
+        payload_.resize(payload_size_of(header.data(), got));
+        source.read_exactly(payload_.data(), payload_.size());
+        lzm_decode_block_(payload_.data(), payload_.size(), out);
+        return true;
+    }
+
+private:
+    std::vector<char> payload_;
+};
+
+} // namespace
+
+std::unique_ptr<IStream> make_lzm_deflate_stream_(IStream& target) {
+    return std::make_unique<lzm_deflate_stream_impl_>(target);
+}
+
+std::unique_ptr<IStream> make_lzm_inflate_stream_(IStream& source) {
+    return std::make_unique<lzm_inflate_stream_impl_>(source);
+}
+
+} // namespace detail
+
+using namespace detail;
+
+void lzm_deflate(const char* data, std::size_t size, std::vector<char>& out) {
+    vector_overwrite_sink_ sink(out);
+    deflate_memory(data, size, sink);
+}
+void lzm_deflate(const std::vector<char>& in, std::vector<char>& out) {
+    lzm_deflate(in.data(), in.size(), out);
+}
+void lzm_deflate(const char* data, std::size_t size, std::ostream& out) {
+    ostream_sink_ sink(out);
+    deflate_memory(data, size, sink);
+}
+void lzm_deflate(const std::vector<char>& in, std::ostream& out) {
+    lzm_deflate(in.data(), in.size(), out);
+}
+void lzm_deflate(const char* data, std::size_t size, IStream& out) {
+    istream_sink_ sink(out);
+    deflate_memory(data, size, sink);
+}
+void lzm_deflate(const std::vector<char>& in, IStream& out) {
+    lzm_deflate(in.data(), in.size(), out);
+}
+void lzm_deflate(std::istream& in, std::vector<char>& out, std::int64_t size) {
+    std_istream_source_ source(in);
+    vector_overwrite_sink_ sink(out);
+    deflate_streamed(source, sink, size);
+}
+void lzm_deflate(IStream& in, std::vector<char>& out, std::int64_t size) {
+    istream_source_ source(in);
+    vector_overwrite_sink_ sink(out);
+    deflate_streamed(source, sink, size);
+}
+void lzm_deflate(std::istream& in, std::ostream& out, std::int64_t size) {
+    std_istream_source_ source(in);
+    ostream_sink_ sink(out);
+    deflate_streamed(source, sink, size);
+}
+void lzm_deflate(IStream& in, IStream& out, std::int64_t size) {
+    istream_source_ source(in);
+    istream_sink_ sink(out);
+    deflate_streamed(source, sink, size);
+}
+
+void lzm_inflate(const char* data, std::size_t size, std::vector<char>& out) {
+    inflate_memory(data, size, out);
+}
+void lzm_inflate(const std::vector<char>& in, std::vector<char>& out) {
+    inflate_memory(in.data(), in.size(), out);
+}
+void lzm_inflate(const char* data, std::size_t size, std::ostream& out) {
+    ostream_sink_ sink(out);
+    inflate_memory(data, size, sink);
+}
+void lzm_inflate(const std::vector<char>& in, std::ostream& out) {
+    lzm_inflate(in.data(), in.size(), out);
+}
+void lzm_inflate(const char* data, std::size_t size, IStream& out) {
+    istream_sink_ sink(out);
+    inflate_memory(data, size, sink);
+}
+void lzm_inflate(const std::vector<char>& in, IStream& out) {
+    lzm_inflate(in.data(), in.size(), out);
+}
+void lzm_inflate(std::istream& in, std::vector<char>& out) {
+    std_istream_source_ source(in);
+    inflate_streamed(source, out);
+}
+void lzm_inflate(IStream& in, std::vector<char>& out) {
+    istream_source_ source(in);
+    inflate_streamed(source, out);
+}
+void lzm_inflate(std::istream& in, std::ostream& out) {
+    std_istream_source_ source(in);
+    ostream_sink_ sink(out);
+    inflate_streamed(source, sink);
+}
+void lzm_inflate(IStream& in, IStream& out) {
+    istream_source_ source(in);
+    istream_sink_ sink(out);
+    inflate_streamed(source, sink);
+}
+
+} // namespace qel

@@ -1,0 +1,333 @@
+// The zlib method: one zlib stream out, any concatenation of zlib streams in.
+#include "compress/byte_io.h"
+#include "compress/compress_stream_impl.h"
+
+#include <zlib.h>
+
+namespace qel {
+namespace detail {
+namespace {
+
+constexpr std::size_t piece_size = 65535;
+constexpr const char* zlib_interface_version = "1.2.8";
+
+[[noreturn]] void throw_zlib_error(int code) {
+    throw compress_error("ZLIB error", code);
+}
+
+// A z_stream set up for one direction, ended on every way out.
+class zlib_stream {
+public:
+    enum direction { compress, decompress };
+
+    explicit zlib_stream(direction way) : way_(way) { start(); }
+    zlib_stream(const zlib_stream&) = delete;
+    zlib_stream& operator=(const zlib_stream&) = delete;
+    ~zlib_stream() { end(); }
+
+    // Ends the current zlib stream and begins a new one; pending input stays available.
+    void restart() {
+        const Bytef* next_in = record_.next_in;
+        uInt avail_in = record_.avail_in;
+        end();
+        start();
+        record_.next_in = const_cast<Bytef*>(next_in);
+        record_.avail_in = avail_in;
+    }
+
+    void set_input(const char* data, std::size_t size) {
+        record_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data));
+        record_.avail_in = static_cast<uInt>(size);
+    }
+    bool input_used_up() const { return record_.avail_in == 0; }
+
+    // One deflate or inflate call into `out` (piece_size bytes); returns zlib's result and
+    // the bytes produced.
+    int step(char* out, int flush, std::size_t& produced) {
+        record_.next_out = reinterpret_cast<Bytef*>(out);
+        record_.avail_out = static_cast<uInt>(piece_size);
+        int result = way_ == compress ? ::deflate(&record_, flush) : ::inflate(&record_, flush);
+        produced = piece_size - record_.avail_out;
+        return result;
+    }
+
+private:
+    void start() {
+        record_ = z_stream{};
+        int result = way_ == compress
+                         ? deflateInit_(&record_, Z_DEFAULT_COMPRESSION, zlib_interface_version,
+                                        sizeof(z_stream))
+                         : inflateInit_(&record_, zlib_interface_version, sizeof(z_stream));
+        if (result != Z_OK)
+            throw_zlib_error(result);
+        open_ = true;
+    }
+    void end() {
+        if (open_)
+            way_ == compress ? deflateEnd(&record_) : inflateEnd(&record_);
+        open_ = false;
+    }
+
+    direction way_;
+    z_stream record_{};
+    bool open_ = false;
+};
+
+void check_inflate_result(int result) {
+    if (result == Z_DATA_ERROR || result == Z_MEM_ERROR)
+        throw_zlib_error(result);
+    if (result == Z_NEED_DICT)
+        throw_zlib_error(Z_DATA_ERROR);
+}
+
+// Deflates the available input with `flush`, passing each piece on, until a call leaves
+// room in the output piece.
+template <class Sink>
+void deflate_pieces(zlib_stream& z, std::vector<char>& piece, int flush, Sink& sink) {
+    std::size_t produced = piece_size;
+    while (produced == piece_size) {
+        z.step(piece.data(), flush, produced);
+        sink.write(piece.data(), produced);
+    }
+}
+
+// Inflates the available input the same way; returns the last result.
+template <class Sink> int inflate_pieces(zlib_stream& z, std::vector<char>& piece, Sink& sink) {
+    std::size_t produced = piece_size;
+    int result = Z_OK;
+    while (produced == piece_size) {
+        result = z.step(piece.data(), Z_NO_FLUSH, produced);
+        check_inflate_result(result);
+        sink.write(piece.data(), produced);
+    }
+    return result;
+}
+
+template <class Sink> void deflate_memory(const char* data, std::size_t size, Sink& sink) {
+    zlib_stream z(zlib_stream::compress);
+    std::vector<char> piece(piece_size);
+    z.set_input(data, size);
+    deflate_pieces(z, piece, Z_FINISH, sink);
+}
+
+template <class Source, class Sink>
+void deflate_streamed(Source& source, Sink& sink, std::int64_t limit) {
+    zlib_stream z(zlib_stream::compress);
+    std::vector<char> piece(piece_size);
+    std::vector<char> chunk(piece_size);
+    std::int64_t done = 0;
+    for (;;) {
+        std::size_t wanted = next_chunk_size_(piece_size, limit, done);
+        std::size_t got = wanted == 0 ? 0 : source.read(chunk.data(), wanted);
+        done += static_cast<std::int64_t>(got);
+        z.set_input(chunk.data(), got);
+        int flush = got == 0 ? Z_FINISH : Z_NO_FLUSH;
+        deflate_pieces(z, piece, flush, sink);
+        if (flush == Z_FINISH)
+            break;
+    }
+}
+
+template <class Sink> void inflate_memory(const char* data, std::size_t size, Sink& sink) {
+    zlib_stream z(zlib_stream::decompress);
+    std::vector<char> piece(piece_size);
+    z.set_input(data, size);
+    for (;;) {
+        if (inflate_pieces(z, piece, sink) != Z_STREAM_END)
+            throw_zlib_error(Z_DATA_ERROR);
+        if (z.input_used_up())
+            return;
+        z.restart(); // the next zlib stream follows
+    }
+}
+
+template <class Source, class Sink> void inflate_streamed(Source& source, Sink& sink) {
+    zlib_stream z(zlib_stream::decompress);
+    std::vector<char> piece(piece_size);
+    std::vector<char> chunk(piece_size);
+    bool complete = false;
+    for (;;) {
+        std::size_t got = source.read(chunk.data(), chunk.size());
+        if (got == 0) {
+            if (complete)
+                return;
+            throw_zlib_error(Z_DATA_ERROR);
+        }
+        bool source_ended = source.at_end();
+        z.set_input(chunk.data(), got);
+        for (;;) {
+            complete = inflate_pieces(z, piece, sink) == Z_STREAM_END;
+            if (!complete)
+                break;
+            if (z.input_used_up() && source_ended)
+                return;
+            z.restart();
+            if (z.input_used_up())
+                break;
+        }
+    }
+}
+
+class zlib_deflate_stream_impl_ final : public basic_deflate_stream_impl_ {
+public:
+    explicit zlib_deflate_stream_impl_(IStream& target)
+        : basic_deflate_stream_impl_(target, piece_size), zlib_(zlib_stream::compress),
+          piece_(piece_size) {}
+    ~zlib_deflate_stream_impl_() override { final_flush_quietly(); }
+
+    void deflate_data(const void* data, std::size_t size, bool finish) override {
+        // zlib takes nothing after the end of a stream: later bytes start a new one, which
+        // the decompressing side reads as a concatenation.
+        if (stream_finished_)
+            zlib_.restart();
+        stream_finished_ = false;
+        istream_sink_ sink(*wrapped_);
+        zlib_.set_input(static_cast<const char*>(data), size);
+        deflate_pieces(zlib_, piece_, finish ? Z_FINISH : Z_NO_FLUSH, sink);
+        stream_finished_ = finish;
+    }
+
+private:
+    zlib_stream zlib_;
+    std::vector<char> piece_;
+    bool stream_finished_ = false;
+};
+
+// Collects the output of one inflate call into the shell's buffer.
+struct append_sink {
+    std::vector<char>& out;
+    void write(const char* data, std::size_t size) { out.insert(out.end(), data, data + size); }
+};
+
+class zlib_inflate_stream_impl_ final : public basic_inflate_stream_impl_ {
+public:
+    explicit zlib_inflate_stream_impl_(IStream& source)
+        : basic_inflate_stream_impl_(source), zlib_(zlib_stream::decompress), piece_(piece_size),
+          chunk_(piece_size) {}
+
+    bool inflate_data(std::vector<char>& out) override {
+        istream_source_ source(*wrapped_);
+        std::size_t got = source.read(chunk_.data(), chunk_.size());
+        if (source.failed())
+            throw_input_error_();
+        if (got == 0)
+            return false;
+        bool source_ended = source.at_end();
+        zlib_.set_input(chunk_.data(), got);
+        append_sink sink{out};
+        for (;;) {
+            if (inflate_pieces(zlib_, piece_, sink) != Z_STREAM_END)
+                return true;
+            if (zlib_.input_used_up() && source_ended)
+                return false;
+            zlib_.restart();
+            if (zlib_.input_used_up())
+                return true;
+        }
+    }
+
+private:
+    zlib_stream zlib_;
+    std::vector<char> piece_;
+    std::vector<char> chunk_;
+};
+
+} // namespace
+
+std::unique_ptr<IStream> make_zlib_deflate_stream_(IStream& target) {
+    return std::make_unique<zlib_deflate_stream_impl_>(target);
+}
+
+std::unique_ptr<IStream> make_zlib_inflate_stream_(IStream& source) {
+    return std::make_unique<zlib_inflate_stream_impl_>(source);
+}
+
+} // namespace detail
+
+using namespace detail;
+
+void zlib_deflate(const char* data, std::size_t size, std::vector<char>& out) {
+    vector_overwrite_sink_ sink(out);
+    deflate_memory(data, size, sink);
+}
+void zlib_deflate(const std::vector<char>& in, std::vector<char>& out) {
+    zlib_deflate(in.data(), in.size(), out);
+}
+void zlib_deflate(const char* data, std::size_t size, std::ostream& out) {
+    ostream_sink_ sink(out);
+    deflate_memory(data, size, sink);
+}
+void zlib_deflate(const std::vector<char>& in, std::ostream& out) {
+    zlib_deflate(in.data(), in.size(), out);
+}
+void zlib_deflate(const char* data, std::size_t size, IStream& out) {
+    istream_sink_ sink(out);
+    deflate_memory(data, size, sink);
+}
+void zlib_deflate(const std::vector<char>& in, IStream& out) {
+    zlib_deflate(in.data(), in.size(), out);
+}
+void zlib_deflate(std::istream& in, std::vector<char>& out, std::int64_t size) {
+    std_istream_source_ source(in);
+    vector_overwrite_sink_ sink(out);
+    deflate_streamed(source, sink, size);
+}
+void zlib_deflate(IStream& in, std::vector<char>& out, std::int64_t size) {
+    istream_source_ source(in);
+    vector_overwrite_sink_ sink(out);
+    deflate_streamed(source, sink, size);
+}
+void zlib_deflate(std::istream& in, std::ostream& out, std::int64_t size) {
+    std_istream_source_ source(in);
+    ostream_sink_ sink(out);
+    deflate_streamed(source, sink, size);
+}
+void zlib_deflate(IStream& in, IStream& out, std::int64_t size) {
+    istream_source_ source(in);
+    istream_sink_ sink(out);
+    deflate_streamed(source, sink, size);
+}
+
+void zlib_inflate(const char* data, std::size_t size, std::vector<char>& out) {
+    vector_overwrite_sink_ sink(out);
+    inflate_memory(data, size, sink);
+}
+void zlib_inflate(const std::vector<char>& in, std::vector<char>& out) {
+    zlib_inflate(in.data(), in.size(), out);
+}
+void zlib_inflate(const char* data, std::size_t size, std::ostream& out) {
+    ostream_sink_ sink(out);
+    inflate_memory(data, size, sink);
+}
+void zlib_inflate(const std::vector<char>& in, std::ostream& out) {
+    zlib_inflate(in.data(), in.size(), out);
+}
+void zlib_inflate(const char* data, std::size_t size, IStream& out) {
+    istream_sink_ sink(out);
+    inflate_memory(data, size, sink);
+}
+void zlib_inflate(const std::vector<char>& in, IStream& out) {
+    zlib_inflate(in.data(), in.size(), out);
+}
+void zlib_inflate(std::istream& in, std::vector<char>& out) {
+    std_istream_source_ source(in);
+    vector_overwrite_sink_ sink(out);
+    inflate_streamed(source, sink);
+}
+void zlib_inflate(IStream& in, std::vector<char>& out) {
+    istream_source_ source(in);
+    vector_overwrite_sink_ sink(out);
+    inflate_streamed(source, sink);
+}
+void zlib_inflate(std::istream& in, std::ostream& out) {
+    std_istream_source_ source(in);
+    ostream_sink_ sink(out);
+    inflate_streamed(source, sink);
+}
+void zlib_inflate(IStream& in, IStream& out) {
+    istream_source_ source(in);
+    istream_sink_ sink(out);
+    inflate_streamed(source, sink);
+}
+
+} // namespace qel

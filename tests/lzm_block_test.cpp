@@ -1,0 +1,463 @@
+// The lzm block codec: token choice, token layouts, the encoder's output byte for byte, the
+// decoder's handling of valid and malformed payloads, and round trips.
+#include "compress/lzm_block.h"
+
+#include <qel/exception.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace qel::detail;
+
+std::string bytes(std::initializer_list<unsigned> list) {
+    std::string out;
+    for (unsigned b : list)
+        out.push_back(static_cast<char>(b));
+    return out;
+}
+
+std::string encode(const std::string& in) {
+    static lzm_block_encoder_ encoder; // reused, as the library does
+    std::size_t n = encoder.encode(in.data(), in.size());
+    EXPECT_EQ(n, encoder.payload().size());
+    return std::string(encoder.payload().begin(), encoder.payload().end());
+}
+
+std::string decode(const std::string& payload) {
+    std::vector<char> out;
+    std::size_t n = lzm_decode_block_(payload.data(), payload.size(), out);
+    EXPECT_EQ(n, out.size());
+    return std::string(out.begin(), out.end());
+}
+
+template <class F> std::string error_of(F f) {
+    try {
+        f();
+    } catch (const qel::compress_error& e) {
+        EXPECT_EQ(e.code(), 0);
+        return e.what();
+    }
+    return "no error";
+}
+
+std::string decode_error(const std::string& payload) {
+    return error_of([&] { decode(payload); });
+}
+
+// What bytes taken as literals encode to: runs of 63 and one shorter run.
+std::string literal_runs(const std::string& s) {
+    std::string out;
+    for (std::size_t at = 0; at < s.size(); at += 63) {
+        std::size_t n = std::min<std::size_t>(63, s.size() - at);
+        out += static_cast<char>(n);
+        out += s.substr(at, n);
+    }
+    return out;
+}
+
+// Bytes 0x00..0x3F in which no three-byte sequence occurs twice and no byte three times in a
+// row, so the encoder keeps them all as literals. Their triples hash below 1024.
+std::string filler(std::size_t n, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::vector<bool> seen(1 << 18);
+    std::string s;
+    while (s.size() < n) {
+        const std::size_t k = s.size();
+        const unsigned a = k < 2 ? 64 : static_cast<unsigned char>(s[k - 2]);
+        const unsigned b = k < 2 ? 64 : static_cast<unsigned char>(s[k - 1]);
+        auto key = [&](unsigned c) { return (a << 12 | b << 6 | c) & 0x3FFFF; };
+        auto fits = [&](unsigned c) { return k < 2 || (!(a == b && b == c) && !seen[key(c)]); };
+        unsigned c = rng() % 64;
+        for (int tries = 0; !fits(c) && tries < 64; ++tries)
+            c = (c + 1) % 64;
+        EXPECT_TRUE(fits(c)) << "filler stuck at " << k;
+        if (k >= 2)
+            seen[key(c)] = true;
+        s += static_cast<char>(c);
+    }
+    return s;
+}
+
+// Filler with `length` bytes at `from` repeated at `to`, so the only match the encoder can
+// take is that one. The repeated bytes are 0xC5 then distinct bytes from 0x41: only their
+// first triple hashes to 3072 or above, so no other position replaces its table entry. A
+// marker before the copy and one after it keep the match from growing at either end.
+std::string planted(std::size_t n, std::size_t from, std::size_t to, std::size_t length) {
+    std::string s = filler(n, static_cast<unsigned>(n + from + to));
+    std::string x(1, '\xC5');
+    for (std::size_t i = 1; i < length; ++i)
+        x += static_cast<char>(0x40 + i);
+    s.replace(from, length, x);
+    s.replace(to, length, x);
+    if (to > from + length)
+        s[to - 1] = '\x81';
+    if (to + length < n)
+        s[to + length] = '\x80';
+    return s;
+}
+
+std::string pattern(std::size_t n) {
+    std::string s;
+    for (std::size_t i = 0; i < n; ++i)
+        s += static_cast<char>((i * 131 + i / 97) & 0xFF);
+    return s;
+}
+
+// --- token choice ---------------------------------------------------------------------------
+
+TEST(LzmSelect, FollowsTheRuleTable) {
+    struct row {
+        std::size_t lit, len, off;
+        int kind;
+        bool flush;
+    };
+    const row rows[] = {
+        {0, 2, 1, 0, false},      {40, 2, 8191, 0, false}, // too short: literal, nothing flushed
+        {0, 3, 1, 2, false},      {0, 6, 4095, 2, false},  // no literals pending: "10" first
+        {0, 7, 511, 1, false},    {0, 10, 511, 1, false},  {0, 7, 512, 3, false},
+        {0, 11, 1, 3, false},     {0, 6, 4096, 3, false},  {0, 34, 8191, 3, false},
+        {1, 3, 1, 1, false},      {3, 10, 511, 1, false}, // "01" carries 1..3 literals
+        {3, 10, 512, 3, false},   {3, 11, 511, 3, false},  {4, 3, 1, 3, false},
+        {15, 34, 8191, 3, false},                         // "11" carries up to 15
+        {16, 3, 1, 2, true},      {16, 6, 4095, 2, true}, // 16 or more: flush, then choose
+        {16, 7, 4095, 3, true},   {16, 3, 4096, 3, true},  {63, 34, 8191, 3, true},
+        {16, 8, 100, 3, true}, // never "01" after the flush
+    };
+    for (const row& r : rows) {
+        lzm_choice_ c = lzm_select_(r.lit, r.len, r.off);
+        EXPECT_EQ(c.kind, r.kind) << r.lit << " " << r.len << " " << r.off;
+        EXPECT_EQ(c.flush_literals, r.flush) << r.lit << " " << r.len << " " << r.off;
+    }
+}
+
+TEST(LzmSelect, RejectsArgumentsOutOfRange) {
+    EXPECT_EQ(error_of([] { lzm_select_(64, 3, 1); }),
+              "LZM assert: select: uncompressed seq to long");
+    EXPECT_EQ(error_of([] { lzm_select_(0, 35, 1); }), "LZM assert: select: match seq to long");
+    EXPECT_EQ(error_of([] { lzm_select_(0, 3, 8192); }), "LZM assert: select: offset to long");
+}
+
+// --- token writers --------------------------------------------------------------------------
+
+std::string put_match(int kind, const std::string& lits, std::size_t len, std::size_t off,
+                      std::size_t position) {
+    char out[32];
+    std::size_t n = lzm_put_match_(out, kind, lits.data(), lits.size(), len, off, position);
+    return std::string(out, n);
+}
+
+TEST(LzmTokens, MatchLayoutsAtTheirLimits) {
+    EXPECT_EQ(put_match(1, "", 3, 1, 1), bytes({0x40, 0x01}));
+    EXPECT_EQ(put_match(1, "xyz", 10, 511, 511), bytes({0x7F, 0xFF}) + "xyz");
+    EXPECT_EQ(put_match(1, "q", 5, 256, 300), bytes({0x55, 0x00}) + "q");
+    EXPECT_EQ(put_match(2, "", 3, 1, 1), bytes({0x80, 0x01}));
+    EXPECT_EQ(put_match(2, "", 6, 4095, 4095), bytes({0xBF, 0xFF}));
+    EXPECT_EQ(put_match(2, "", 4, 0x234, 8000), bytes({0x92, 0x34}));
+    EXPECT_EQ(put_match(3, "", 3, 1, 1), bytes({0xC0, 0x00, 0x08}));
+    EXPECT_EQ(put_match(3, "", 34, 8190, 8190), bytes({0xC3, 0xFF, 0xF7}));
+    EXPECT_EQ(put_match(3, "ab", 12, 0x1234, 5000), bytes({0xC9, 0x91, 0xA1}) + "ab");
+    const std::string fifteen = "ABCDEFGHIJKLMNO";
+    EXPECT_EQ(put_match(3, fifteen, 34, 8191, 8191), bytes({0xFF, 0xFF, 0xFF}) + fifteen);
+}
+
+TEST(LzmTokens, RunLayouts) {
+    char out[80];
+    const std::string lits = pattern(63);
+    EXPECT_EQ(std::string(out, lzm_put_literals_(out, lits.data(), 63)),
+              std::string("\x3F") + lits);
+    EXPECT_EQ(std::string(out, lzm_put_literals_(out, "A", 1)), bytes({0x01, 0x41}));
+    EXPECT_EQ(std::string(out, lzm_put_repeat_(out, 0, 255, 0x7E)), bytes({0x00, 0xFF, 0x7E}));
+    EXPECT_EQ(error_of([&] { lzm_put_literals_(out, "", 0); }),
+              "LZM assert: 00 empty uncompressed seq");
+    EXPECT_EQ(error_of([&] { lzm_put_literals_(out, lits.data(), 64); }),
+              "LZM assert: 00 uncompressed seq to long");
+    EXPECT_EQ(error_of([&] { lzm_put_repeat_(out, 1, 3, 0); }),
+              "LZM assert: 00 not empty uncompressed seq");
+    EXPECT_EQ(error_of([&] { lzm_put_repeat_(out, 0, 256, 0); }),
+              "LZM assert: 00 repeat seq too long");
+}
+
+TEST(LzmTokens, BlockHeader) {
+    char h[4];
+    lzm_write_header_(h, 0x1234);
+    EXPECT_EQ(std::string(h, 4), bytes({0x5B, 0x5A, 0x34, 0x12}));
+}
+
+TEST(LzmTokens, MatchChecksInOrder) {
+    auto err = [](int kind, std::size_t lit, std::size_t len, std::size_t off, std::size_t pos) {
+        return error_of([&] { put_match(kind, std::string(lit, 'x'), len, off, pos); });
+    };
+    EXPECT_EQ(err(1, 4, 11, 512, 0), "LZM assert: 01 uncompressed seq to long");
+    EXPECT_EQ(err(1, 3, 2, 512, 0), "LZM assert: 01 match seq to short");
+    EXPECT_EQ(err(1, 3, 11, 512, 0), "LZM assert: 01 match seq to long");
+    EXPECT_EQ(err(1, 3, 10, 512, 0), "LZM assert: 01 offset to long");
+    EXPECT_EQ(err(1, 3, 10, 511, 510), "LZM assert: 01 offset out of block");
+    EXPECT_EQ(err(2, 1, 7, 4096, 0), "LZM assert: 10 not empty uncompressed seq");
+    EXPECT_EQ(err(2, 0, 2, 4096, 0), "LZM assert: 10 match seq to short");
+    EXPECT_EQ(err(2, 0, 7, 4096, 0), "LZM assert: 10 match seq to long");
+    EXPECT_EQ(err(2, 0, 6, 4096, 0), "LZM assert: 10 offset to long");
+    EXPECT_EQ(err(2, 0, 6, 4095, 4094), "LZM assert: 10 offset out of block");
+    EXPECT_EQ(err(3, 16, 35, 8192, 0), "LZM assert: 11 uncompressed seq to long");
+    EXPECT_EQ(err(3, 15, 2, 8192, 0), "LZM assert: 11 match seq to short");
+    EXPECT_EQ(err(3, 15, 35, 8192, 0), "LZM assert: 11 match seq to long");
+    EXPECT_EQ(err(3, 15, 34, 8192, 0), "LZM assert: 11 offset to long");
+    EXPECT_EQ(err(3, 15, 34, 8191, 8190), "LZM assert: 11 offset out of block");
+    EXPECT_EQ(err(0, 0, 3, 1, 1), "LZM assert: select: invalid marker type");
+}
+
+// --- encoder --------------------------------------------------------------------------------
+
+TEST(LzmEncoder, LiteralsAndTail) {
+    EXPECT_EQ(encode(""), "");
+    EXPECT_EQ(encode("A"), bytes({0x01, 0x41}));
+    EXPECT_EQ(encode("AB"), bytes({0x02, 0x41, 0x42}));
+    EXPECT_EQ(encode("aa"), bytes({0x02, 0x61, 0x61}));
+    const std::string unique = filler(8191, 1);
+    std::string expected;
+    for (int run = 0; run < 130; ++run)
+        expected.append(1, '\x3F').append(unique, run * 63, 63);
+    expected.append(1, '\x01').append(unique, 8190);
+    const std::string payload = encode(unique);
+    EXPECT_EQ(payload.size(), 8322u);
+    EXPECT_EQ(payload, expected);
+}
+
+TEST(LzmEncoder, RepeatRuns) {
+    EXPECT_EQ(encode(std::string(300, '\0')), bytes({0x00, 0xFF, 0x00, 0x00, 0x2D, 0x00}));
+    EXPECT_EQ(encode("aaa"), bytes({0x00, 0x03, 0x61}));
+    // Pending literals go out before the run; the last byte is a tail literal.
+    EXPECT_EQ(encode("xyaaaab"), bytes({0x02, 0x78, 0x79, 0x00, 0x04, 0x61, 0x01, 0x62}));
+    EXPECT_EQ(encode(std::string(255, 'z') + "zz"), bytes({0x00, 0xFF, 0x7A, 0x02, 0x7A, 0x7A}));
+}
+
+TEST(LzmEncoder, ShortMatches) {
+    // Three pending literals travel in a "01"; with none pending "10" wins; a match never
+    // grows past its offset.
+    EXPECT_EQ(encode("abcabc"), bytes({0x70, 0x03, 0x61, 0x62, 0x63}));
+    EXPECT_EQ(encode("abcabcabc"), bytes({0x70, 0x03, 0x61, 0x62, 0x63, 0x80, 0x03}));
+    // Four pending literals need a "11". The positions a match covers do not enter the table,
+    // so "bcd" at 8 finds position 1, not 5.
+    EXPECT_EQ(encode("abcdabcdbcd"), bytes({0xD0, 0x00, 0x21, 0x61, 0x62, 0x63, 0x64, 0x80, 0x07}));
+}
+
+TEST(LzmEncoder, MatchLengthBounds) {
+    // Bounded by the block end, then by 34 (after 60 pending literals are flushed), then by
+    // the block end again; positions 34..59 were literals, so they are in the table.
+    EXPECT_EQ(encode("abcdabc"), bytes({0xD0, 0x00, 0x20, 0x61, 0x62, 0x63, 0x64}));
+    std::string x;
+    for (unsigned c = 0x40; c < 0x7C; ++c)
+        x += static_cast<char>(c);
+    EXPECT_EQ(encode(x + x), std::string("\x3C") + x + bytes({0xC3, 0x01, 0xE7, 0xC2, 0x01, 0xE7}));
+}
+
+TEST(LzmEncoder, OneCandidatePerHash) {
+    // "acg" hashes like "abc" (0x7FB) and replaces it in the table, so the second "abc" finds
+    // no match and all nine bytes stay literals.
+    EXPECT_EQ(encode("abcacgabc"), std::string("\x09") + std::string("abcacgabc"));
+}
+
+TEST(LzmEncoder, MatchesAtTheTokenLimits) {
+    { // "01": 3 literals (position 570 = 9*63 + 3), length 10, offset 511
+        const std::string s = planted(600, 59, 570, 10);
+        EXPECT_EQ(encode(s), literal_runs(s.substr(0, 567)) + bytes({0x7F, 0xFF}) +
+                                 s.substr(567, 3) + literal_runs(s.substr(580)));
+    }
+    { // "11" carrying 15 literals: length 20, offset 100
+        const std::string s = planted(200, 41, 141, 20);
+        EXPECT_EQ(encode(s), literal_runs(s.substr(0, 126)) + bytes({0xFE, 0x03, 0x21}) +
+                                 s.substr(126, 15) + literal_runs(s.substr(161)));
+    }
+    { // 20 pending literals are flushed, then "10" with length 6 and offset 4095
+        const std::string s = planted(4200, 20, 4115, 6);
+        EXPECT_EQ(encode(s), literal_runs(s.substr(0, 4115)) + bytes({0xBF, 0xFF}) +
+                                 literal_runs(s.substr(4121)));
+    }
+    { // 30 pending literals are flushed, then "11" with length 34 and offset 8157
+        const std::string s = planted(8191, 0, 8157, 34);
+        EXPECT_EQ(encode(s), literal_runs(s.substr(0, 8157)) + bytes({0xC3, 0xFE, 0xEF}));
+    }
+}
+
+TEST(LzmEncoder, EachBlockStartsAfresh) {
+    lzm_block_encoder_ encoder;
+    std::string first = filler(8191, 7);
+    first.replace(8000, 3, "abc");
+    encoder.encode(first.data(), first.size());
+    ASSERT_EQ(encoder.encode("abcabc", 6), 5);
+    EXPECT_EQ(std::string(encoder.payload().begin(), encoder.payload().end()),
+              bytes({0x70, 0x03, 0x61, 0x62, 0x63}));
+}
+
+// --- decoder --------------------------------------------------------------------------------
+
+TEST(LzmDecoder, DecodesEachTokenKind) {
+    EXPECT_EQ(decode(""), "");
+    EXPECT_EQ(decode(bytes({0x03, 0x41, 0x42, 0x43})), "ABC");
+    EXPECT_EQ(decode(bytes({0x00, 0x05, 0x78})), "xxxxx");
+    EXPECT_EQ(decode(bytes({0x00, 0x00, 0x78})), "");
+    EXPECT_EQ(decode(bytes({0x03, 0x61, 0x62, 0x63, 0x80, 0x03})), "abcabc");
+    EXPECT_EQ(decode(bytes({0x70, 0x03, 0x61, 0x62, 0x63})), "abcabc");
+    EXPECT_EQ(decode(bytes({0x03, 0x61, 0x62, 0x63, 0xC4, 0x00, 0x18, 0x64})), "abcdbcd");
+}
+
+TEST(LzmDecoder, FieldsAtTheirLimits) {
+    const std::string p508 = pattern(508), p4095 = pattern(4095);
+    EXPECT_EQ(decode(literal_runs(p508) + bytes({0x7F, 0xFF}) + "xyz"),
+              p508 + "xyz" + p508.substr(0, 10));
+    EXPECT_EQ(decode(literal_runs(p4095) + bytes({0xBF, 0xFF})), p4095 + p4095.substr(0, 6));
+    // 8142 + 15 literals + 34 copied = 8191, the largest block.
+    const std::string p8142 = pattern(8142), fifteen = "ABCDEFGHIJKLMNO";
+    EXPECT_EQ(decode(literal_runs(p8142) + bytes({0xFF, 0xFE, 0xEF}) + fifteen),
+              p8142 + fifteen + p8142.substr(0, 34));
+    const std::string p4658 = pattern(4658);
+    EXPECT_EQ(decode(literal_runs(p4658) + bytes({0xC9, 0x91, 0xA1}) + "ab"),
+              p4658 + "ab" + p4658.substr(0, 12));
+}
+
+TEST(LzmDecoder, AppendsToExistingOutput) {
+    std::vector<char> out = {'z', 'z'};
+    const std::string payload = bytes({0x03, 0x61, 0x62, 0x63, 0x80, 0x03});
+    EXPECT_EQ(lzm_decode_block_(payload.data(), payload.size(), out), 6u);
+    EXPECT_EQ(std::string(out.begin(), out.end()), "zzabcabc");
+    // The match offset counts only this call's bytes.
+    const std::string reaching = bytes({0x01, 0x61, 0x80, 0x02});
+    EXPECT_EQ(error_of([&] { lzm_decode_block_(reaching.data(), reaching.size(), out); }),
+              "LZM assert: match offset out of block");
+    EXPECT_EQ(std::string(out.begin(), out.end()), "zzabcabca"); // decoded part stays
+}
+
+TEST(LzmDecoder, TruncatedPayloads) {
+    const std::string oob = "out of input buffer error";
+    EXPECT_EQ(decode_error(bytes({0x03, 0x41, 0x42})), oob);
+    EXPECT_EQ(decode_error(bytes({0x00})), oob);
+    EXPECT_EQ(decode_error(bytes({0x00, 0x05})), oob);
+    EXPECT_EQ(decode_error(bytes({0x03, 0x61, 0x62, 0x63, 0x41})), oob);
+    EXPECT_EQ(decode_error(bytes({0x03, 0x61, 0x62, 0x63, 0x80})), oob);
+    EXPECT_EQ(decode_error(bytes({0x03, 0x61, 0x62, 0x63, 0xC0, 0x00})), oob);
+    EXPECT_EQ(decode_error(bytes({0x03, 0x61, 0x62, 0x63, 0x60, 0x03, 0x78})), oob);
+    EXPECT_EQ(decode_error(bytes({0x03, 0x61, 0x62, 0x63, 0xC8, 0x00, 0x18, 0x78})), oob);
+}
+
+TEST(LzmDecoder, SizeLimit) {
+    std::string runs;
+    for (int i = 0; i < 32; ++i)
+        runs += bytes({0x00, 0xFF, 0x00}); // 8160 bytes
+    EXPECT_EQ(decode(runs + bytes({0x00, 0x1F, 0x01})).size(), 8191u);
+    EXPECT_EQ(decode(runs + literal_runs(pattern(28)) + bytes({0x80, 0x03})).size(), 8191u);
+    // One byte more through each token kind, at the payload end and far from it.
+    const std::string over[] = {
+        runs + bytes({0x00, 0x20, 0x01}),
+        runs + bytes({0x00, 0x1F, 0x01, 0x01, 0x41}),
+        runs + literal_runs(pattern(29)) + bytes({0x80, 0x03}),
+        runs + literal_runs(pattern(28)) + bytes({0xC4, 0x00, 0x18, 0x41}),
+        runs + literal_runs(pattern(31)) + bytes({0x50, 0x03, 0x41}), // the literal itself
+    };
+    for (const std::string& payload : over) {
+        EXPECT_EQ(decode_error(payload), "LZM decompressed data size too large");
+        EXPECT_EQ(decode_error(payload + literal_runs(pattern(40))),
+                  "LZM decompressed data size too large");
+    }
+    // An oversized block is refused before it is written out.
+    std::string huge;
+    for (int i = 0; i < 3000; ++i)
+        huge += bytes({0x00, 0xFF, 0x00});
+    std::vector<char> out;
+    EXPECT_THROW(lzm_decode_block_(huge.data(), huge.size(), out), qel::compress_error);
+    EXPECT_EQ(out.size(), 8160u);
+}
+
+TEST(LzmDecoder, InvalidMatches) {
+    const std::string out_of_block = "LZM assert: match offset out of block";
+    const std::string overlap = "LZM assert: match overlaps its output";
+    const std::string abc = bytes({0x03, 0x61, 0x62, 0x63});
+    const std::pair<std::string, std::string> cases[] = {
+        {bytes({0x80, 0x01}), out_of_block},        {abc + bytes({0x80, 0x00}), out_of_block},
+        {abc + bytes({0x80, 0x04}), out_of_block},  {abc + bytes({0xC0, 0x00, 0x20}), out_of_block},
+        {bytes({0x50, 0x02, 0x61}), out_of_block}, // the carried literal counts
+        {abc + bytes({0x80, 0x02}), overlap},       {bytes({0x50, 0x01, 0x61}), overlap},
+        {abc + bytes({0xC0, 0x00, 0x19}), overlap},
+    };
+    // Also with more payload behind the fault, as in the middle of a block.
+    const std::string more = literal_runs(pattern(40));
+    for (const auto& [payload, message] : cases) {
+        EXPECT_EQ(decode_error(payload), message);
+        EXPECT_EQ(decode_error(payload + more), message);
+    }
+}
+
+TEST(LzmDecoder, ArbitraryBytesFailCleanly) {
+    std::mt19937 rng(11);
+    for (int round = 0; round < 3000; ++round) {
+        std::string payload(rng() % 64, '\0');
+        for (char& c : payload)
+            c = static_cast<char>(rng());
+        std::vector<char> out(3, 'p');
+        try {
+            std::size_t n = lzm_decode_block_(payload.data(), payload.size(), out);
+            EXPECT_EQ(n + 3, out.size());
+        } catch (const qel::compress_error& e) {
+            const std::string what = e.what();
+            EXPECT_TRUE(what == "out of input buffer error" ||
+                        what.rfind("LZM assert: match ", 0) == 0)
+                << what;
+        }
+        EXPECT_EQ(std::string(out.begin(), out.begin() + 3), "ppp");
+    }
+}
+
+// --- round trips ----------------------------------------------------------------------------
+
+void expect_round_trip(const std::string& in) {
+    const std::string payload = encode(in);
+    ASSERT_EQ(decode(payload), in) << "size " << in.size();
+}
+
+TEST(LzmRoundTrip, RandomData) {
+    std::mt19937 rng(5);
+    for (std::size_t size : {1, 2, 3, 4, 34, 63, 64, 1000, 8190, 8191}) {
+        for (unsigned alphabet : {256u, 4u, 2u}) {
+            std::string s(size, '\0');
+            for (char& c : s)
+                c = static_cast<char>(rng() % alphabet);
+            expect_round_trip(s);
+        }
+    }
+}
+
+TEST(LzmRoundTrip, Runs) {
+    std::mt19937 rng(6);
+    for (int round = 0; round < 50; ++round) {
+        std::string s;
+        while (s.size() < 8191)
+            s.append(rng() % (round < 25 ? 8 : 600) + 1, static_cast<char>(rng() % 3));
+        s.resize(8191 - round);
+        expect_round_trip(s);
+    }
+}
+
+TEST(LzmRoundTrip, RepeatsAtEveryDistance) {
+    std::mt19937 rng(9);
+    std::string base(8191, '\0');
+    for (char& c : base)
+        c = static_cast<char>(rng());
+    for (std::size_t distance = 1; distance <= 8190; ++distance) {
+        std::string s = base;
+        std::size_t len = std::min<std::size_t>(40, 8191 - distance);
+        std::size_t from = (8191 - distance - len) / 2;
+        for (std::size_t i = 0; i < len; ++i)
+            s[from + distance + i] = s[from + i];
+        expect_round_trip(s);
+        if (HasFatalFailure())
+            return;
+    }
+}
+
+} // namespace
