@@ -18,9 +18,13 @@ DEFAULT_PAIRS = [
 def main():
     binary = sys.argv[1]
     pairs = [tuple(p.split(":")) for p in sys.argv[2:]] or DEFAULT_PAIRS
-    run = subprocess.run([binary, "--benchmark_format=json", "--benchmark_min_time=0.3"],
+    # Medians of interleaved repetitions: this kind of machine is noisy.
+    run = subprocess.run([binary, "--benchmark_format=json", "--benchmark_min_time=0.3",
+                          "--benchmark_repetitions=5", "--benchmark_enable_random_interleaving=true",
+                          "--benchmark_report_aggregates_only=true"],
                          check=True, capture_output=True, text=True)
-    results = {b["name"]: b for b in json.loads(run.stdout)["benchmarks"]}
+    results = {b["run_name"]: b for b in json.loads(run.stdout)["benchmarks"]
+               if b.get("aggregate_name") == "median"}
     print("| qel3 | peer | file | qel3 MB/s | peer MB/s | speed ratio | qel3 size ratio | peer size ratio |")
     print("|---|---|---|---|---|---|---|---|")
     for ours, peer in pairs:

@@ -28,9 +28,27 @@ public:
         position_ += size;
     }
 
+    // Bytes the vector already holds past the write position, or as many as have been
+    // written: room to fill without reallocating often.
+    std::size_t room() const { return std::max(out_.size() - position_, position_); }
+
+    // A writable area of `size` bytes at the write position, for producers that write in
+    // place; close_area keeps the first `used` bytes of it.
+    char* open_area(std::size_t size) {
+        size_before_area_ = out_.size();
+        if (out_.size() < position_ + size)
+            out_.resize(position_ + size);
+        return out_.data() + position_;
+    }
+    void close_area(std::size_t used) {
+        position_ += used;
+        out_.resize(std::max(size_before_area_, position_));
+    }
+
 private:
     std::vector<char>& out_;
     std::size_t position_ = 0;
+    std::size_t size_before_area_ = 0;
 };
 
 class ostream_sink_ {

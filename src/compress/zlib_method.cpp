@@ -4,6 +4,8 @@
 
 #include <zlib.h>
 
+#include <algorithm>
+
 namespace qel {
 namespace detail {
 namespace {
@@ -41,13 +43,13 @@ public:
     }
     bool input_used_up() const { return record_.avail_in == 0; }
 
-    // One deflate or inflate call into `out` (piece_size bytes); returns zlib's result and
-    // the bytes produced.
-    int step(char* out, int flush, std::size_t& produced) {
+    // One deflate or inflate call into `size` bytes at `out`; returns zlib's result and the
+    // bytes produced.
+    int step(char* out, std::size_t size, int flush, std::size_t& produced) {
         record_.next_out = reinterpret_cast<Bytef*>(out);
-        record_.avail_out = static_cast<uInt>(piece_size);
+        record_.avail_out = static_cast<uInt>(size);
         int result = way_ == compress ? ::deflate(&record_, flush) : ::inflate(&record_, flush);
-        produced = piece_size - record_.avail_out;
+        produced = size - record_.avail_out;
         return result;
     }
 
@@ -73,33 +75,74 @@ private:
     bool open_ = false;
 };
 
-void check_inflate_result(int result) {
+// The error code an inflate result stands for, or 0 when decoding may go on.
+int inflate_error(int result) {
     if (result == Z_DATA_ERROR || result == Z_MEM_ERROR)
-        throw_zlib_error(result);
-    if (result == Z_NEED_DICT)
-        throw_zlib_error(Z_DATA_ERROR);
+        return result;
+    return result == Z_NEED_DICT ? Z_DATA_ERROR : 0;
 }
+
+// Where one zlib call writes: the piece buffer, passed on to the sink after the call...
+template <class Sink> class piece_output {
+public:
+    piece_output(std::vector<char>& piece, Sink& sink) : piece_(piece), sink_(sink) {}
+    std::size_t size() const { return piece_size; }
+    char* area() { return piece_.data(); }
+    void keep(std::size_t produced) { sink_.write(piece_.data(), produced); }
+    void drop() {}
+
+private:
+    std::vector<char>& piece_;
+    Sink& sink_;
+};
+
+// ...or, for vector output, the vector itself, so the bytes are not copied a second time.
+// Nobody sees the pieces there, so they grow with the output: fewer calls, and less of
+// zlib's copying of its window after each call.
+template <> class piece_output<vector_overwrite_sink_> {
+public:
+    piece_output(std::vector<char>&, vector_overwrite_sink_& sink) : sink_(sink) {}
+    std::size_t size() const { return size_; }
+    char* area() {
+        size_ = std::clamp(sink_.room(), piece_size, largest_area);
+        return sink_.open_area(size_);
+    }
+    void keep(std::size_t produced) { sink_.close_area(produced); }
+    void drop() { sink_.close_area(0); }
+
+private:
+    static constexpr std::size_t largest_area = std::size_t{1} << 30;
+    vector_overwrite_sink_& sink_;
+    std::size_t size_ = piece_size;
+};
 
 // Deflates the available input with `flush`, passing each piece on, until a call leaves
 // room in the output piece.
 template <class Sink>
 void deflate_pieces(zlib_stream& z, std::vector<char>& piece, int flush, Sink& sink) {
-    std::size_t produced = piece_size;
-    while (produced == piece_size) {
-        z.step(piece.data(), flush, produced);
-        sink.write(piece.data(), produced);
-    }
+    piece_output<Sink> out(piece, sink);
+    std::size_t produced = 0;
+    do {
+        char* area = out.area();
+        z.step(area, out.size(), flush, produced);
+        out.keep(produced);
+    } while (produced == out.size());
 }
 
 // Inflates the available input the same way; returns the last result.
 template <class Sink> int inflate_pieces(zlib_stream& z, std::vector<char>& piece, Sink& sink) {
-    std::size_t produced = piece_size;
+    piece_output<Sink> out(piece, sink);
+    std::size_t produced = 0;
     int result = Z_OK;
-    while (produced == piece_size) {
-        result = z.step(piece.data(), Z_NO_FLUSH, produced);
-        check_inflate_result(result);
-        sink.write(piece.data(), produced);
-    }
+    do {
+        char* area = out.area();
+        result = z.step(area, out.size(), Z_NO_FLUSH, produced);
+        if (int code = inflate_error(result)) {
+            out.drop();
+            throw_zlib_error(code);
+        }
+        out.keep(produced);
+    } while (produced == out.size());
     return result;
 }
 
