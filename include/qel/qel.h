@@ -4,3 +4,4 @@
 #include <qel/compress.h>
 #include <qel/exception.h>
 #include <qel/stream.h>
+#include <qel/text_encoding.h>

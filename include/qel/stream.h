@@ -3,6 +3,7 @@
 #pragma once
 
 #include <qel/export.h>
+#include <qel/text_encoding.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -191,6 +192,76 @@ public:
 
 private:
     std::unique_ptr<IFileStream> impl_;
+};
+
+// A file stream that reads and writes wide text in one of the character sets: ANSI, OEM,
+// UTF-16 LE or BE, or UTF-8.
+class QEL_API ITextFileStream : public IFileStream {
+public:
+    ITextFileStream() = default;
+    ITextFileStream(const ITextFileStream&) = default;
+    ITextFileStream& operator=(const ITextFileStream&) = default;
+    ~ITextFileStream() override;
+
+    // The encoding in force: the requested one, or the detected charset alone.
+    virtual const text_encoding& get_encoding() const = 0;
+    // 0 when no character could be read.
+    virtual wchar_t read_char() = 0;
+    virtual void write_char(wchar_t c) = 0;
+    // The next line without its line end.
+    virtual void read_line(std::wstring& line) = 0;
+    virtual void write_line(const wchar_t* line) = 0;
+    virtual void write_line(const std::wstring& line) = 0;
+    // The rest of the file, line ends as LF.
+    virtual void read_solid_text(std::wstring& text) = 0;
+    virtual void write_solid_text(const wchar_t* text) = 0;
+    virtual void write_solid_text(const std::wstring& text) = 0;
+};
+
+// Opens a text file for reading (mode read()) or writing (write(), create(), append(), with
+// or without flush_on_close()); modes with both access bits open nothing. With
+// flag_detect_signature the charset comes from the file's signature or content. New files
+// written in a Unicode charset start with a signature unless flag_no_signature is given.
+QEL_API std::unique_ptr<ITextFileStream> text_file_stream_factory(const std::wstring& name,
+                                                                  file_stream_mode mode,
+                                                                  const text_encoding& encoding);
+
+class QEL_API text_file_stream {
+public:
+    // Holds no file: construct with a name or call open() before any other operation.
+    text_file_stream();
+    text_file_stream(const std::wstring& name, file_stream_mode mode,
+                     const text_encoding& encoding);
+    text_file_stream(text_file_stream&& other) noexcept;
+    text_file_stream& operator=(text_file_stream&& other) noexcept;
+    text_file_stream(const text_file_stream&) = delete;
+    text_file_stream& operator=(const text_file_stream&) = delete;
+    ~text_file_stream();
+
+    bool open(const std::wstring& name, file_stream_mode mode, const text_encoding& encoding);
+    bool is_open() const;
+    void close();
+
+    void flush();
+    void reset();
+    bool error() const;
+    bool eof() const;
+    bool ok() const;
+    std::int64_t get_size();
+    const text_encoding& get_encoding() const;
+    wchar_t read_char();
+    void write_char(wchar_t c);
+    void read_line(std::wstring& line);
+    void write_line(const wchar_t* line);
+    void write_line(const std::wstring& line);
+    void read_solid_text(std::wstring& text);
+    void write_solid_text(const wchar_t* text);
+    void write_solid_text(const std::wstring& text);
+
+    ITextFileStream& get_interface();
+
+private:
+    std::unique_ptr<ITextFileStream> impl_;
 };
 
 } // namespace qel

@@ -1,6 +1,7 @@
 #include "core/utf8.h"
 
 #include <cstdint>
+#include <cstring>
 
 namespace qel::detail {
 namespace {
@@ -61,33 +62,52 @@ void append_utf8_(std::string& out, std::wstring_view text) {
     out.resize(static_cast<std::size_t>(p - out.data()));
 }
 
-const char* append_wide_from_utf8_(std::wstring& out, const char* first, const char* last) {
-    auto p = reinterpret_cast<const unsigned char*>(first);
-    auto end = reinterpret_cast<const unsigned char*>(last);
+namespace {
+
+// Decodes from `p` into `o` (room for one unit per byte) up to `end`, or up to a zero byte
+// when `zero_ends`; otherwise a zero byte gives U+0000. Returns where decoding stopped.
+const unsigned char* decode_utf8(const unsigned char* p, const unsigned char* end, wchar_t*& o,
+                                 bool zero_ends) {
     // A byte at `q` that is a continuation byte; a zero byte or the end is not.
     auto continuation_at = [end](const unsigned char* q) { return q < end && is_continuation(*q); };
-    while (p < end && *p != 0) {
+    while (p < end) {
+        // Runs of ASCII without a zero byte, eight bytes at a time.
+        while (end - p >= 8) {
+            std::uint64_t word;
+            std::memcpy(&word, p, 8);
+            constexpr std::uint64_t ones = 0x0101010101010101u, highs = 0x8080808080808080u;
+            if (((word | ((word - ones) & ~word)) & highs) != 0)
+                break;
+            for (int i = 0; i < 8; ++i)
+                o[i] = static_cast<wchar_t>(p[i]);
+            o += 8;
+            p += 8;
+        }
+        if (p == end)
+            break;
         unsigned char b = *p;
+        if (b == 0 && zero_ends)
+            break;
         if (b < 0x80) {
-            out.push_back(static_cast<wchar_t>(b));
+            *o++ = static_cast<wchar_t>(b);
             ++p;
         } else if (b < 0xC0) {
-            out.push_back(L'\0');
+            *o++ = L'\0';
             ++p;
         } else if (b < 0xE0) {
             bool valid = continuation_at(p + 1);
-            out.push_back(valid ? static_cast<wchar_t>(((b & 0x1F) << 6) | (p[1] & 0x3F)) : L'\0');
+            *o++ = valid ? static_cast<wchar_t>(((b & 0x1F) << 6) | (p[1] & 0x3F)) : L'\0';
             p += (p + 1 < end && p[1] != 0) ? 2 : 1;
         } else if (b < 0xF0) {
             bool first_ok = continuation_at(p + 1);
             bool valid = first_ok && continuation_at(p + 2);
             if (valid) {
                 if (!(b == 0xEF && p[1] == 0xBB && p[2] == 0xBF))
-                    out.push_back(static_cast<wchar_t>(((b & 0x0F) << 12) | ((p[1] & 0x3F) << 6) |
-                                                       (p[2] & 0x3F)));
+                    *o++ = static_cast<wchar_t>(((b & 0x0F) << 12) | ((p[1] & 0x3F) << 6) |
+                                                (p[2] & 0x3F));
                 p += 3;
             } else {
-                out.push_back(L'\0');
+                *o++ = L'\0';
                 // Bytes read are consumed even when they break the sequence; a zero byte is not.
                 ++p;
                 if (p < end && *p != 0) {
@@ -99,17 +119,39 @@ const char* append_wide_from_utf8_(std::wstring& out, const char* first, const c
         } else {
             std::uint32_t unit = 0;
             if (decode_four_byte(p, end, unit)) {
-                out.push_back(static_cast<wchar_t>(unit));
+                *o++ = static_cast<wchar_t>(unit);
                 p += 4;
             } else {
-                out.push_back(L'?');
+                *o++ = L'?';
                 ++p;
                 while (continuation_at(p))
                     ++p;
             }
         }
     }
-    return reinterpret_cast<const char*>(p);
+    return p;
+}
+
+// Appends the decoding of [first, last) to `out`: never more units than bytes, so the
+// units are written through a pointer and the string trimmed afterwards.
+const char* append_decoded(std::wstring& out, const char* first, const char* last, bool zero_ends) {
+    const std::size_t used = out.size();
+    out.resize(used + static_cast<std::size_t>(last - first));
+    wchar_t* o = out.data() + used;
+    auto stop = decode_utf8(reinterpret_cast<const unsigned char*>(first),
+                            reinterpret_cast<const unsigned char*>(last), o, zero_ends);
+    out.resize(static_cast<std::size_t>(o - out.data()));
+    return reinterpret_cast<const char*>(stop);
+}
+
+} // namespace
+
+const char* append_wide_from_utf8_(std::wstring& out, const char* first, const char* last) {
+    return append_decoded(out, first, last, true);
+}
+
+void append_wide_from_utf8_bytes_(std::wstring& out, const char* first, const char* last) {
+    append_decoded(out, first, last, false);
 }
 
 std::string to_utf8_(std::wstring_view text) {

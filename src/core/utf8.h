@@ -16,6 +16,9 @@ void append_utf8_(std::string& out, std::wstring_view text);
 // Returns the position where decoding stopped (the zero byte, or `last`).
 const char* append_wide_from_utf8_(std::wstring& out, const char* first, const char* last);
 
+// Decodes all of [first, last): a zero byte gives U+0000 and decoding goes on.
+void append_wide_from_utf8_bytes_(std::wstring& out, const char* first, const char* last);
+
 std::string to_utf8_(std::wstring_view text);
 std::wstring from_utf8_(std::string_view text);
 

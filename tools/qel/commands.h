@@ -12,5 +12,7 @@ using arguments = std::vector<std::string>;
 int run_demo(const arguments& args);
 int run_compress(const arguments& args);
 int run_decompress(const arguments& args);
+int run_convert(const arguments& args);
+int run_translit(const arguments& args);
 
 } // namespace qel_tool

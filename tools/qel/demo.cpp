@@ -86,6 +86,27 @@ void demo_file_stream(const std::filesystem::path& folder) {
               << ", error " << missing.error() << "\n";
 }
 
+void demo_text(const std::filesystem::path& folder) {
+    std::cout << "== text files and encodings\n";
+    std::wstring name = (folder / "greeting.txt").wstring();
+    const std::wstring line = L"\x041F\x0440\x0438\x0432\x0435\x0442, text files!";
+    {
+        qel::text_file_stream out(name, qel::file_stream_mode::create(), qel::cs_utf16le);
+        out.write_line(line);
+        std::cout << "  wrote one UTF-16 LE line with signature: " << out.get_size() << " bytes\n";
+    }
+    qel::text_file_stream in(name, qel::file_stream_mode::read(),
+                             qel::text_encoding(qel::cs_default, 0, qel::flag_detect_signature));
+    std::wstring back;
+    in.read_line(back);
+    std::cout << "  read back with detection: charset " << in.get_encoding().charset() << ", "
+              << (back == line ? "same line" : "DIFFERENT line") << "\n"
+              << "  transliterated: " << qel::transliterate_wide_to_char(back) << "\n";
+    std::string utf8;
+    qel::wide_to_char(back, utf8, qel::cs_utf8);
+    std::cout << "  as UTF-8: " << utf8.size() << " bytes for " << back.size() << " characters\n";
+}
+
 void demo_compression() {
     std::cout << "== compression\n";
     std::string text;
@@ -139,6 +160,7 @@ int run_demo(const arguments& args) {
     demo_errors();
     demo_memory_stream();
     demo_file_stream(folder);
+    demo_text(folder);
     demo_compression();
     std::filesystem::remove_all(folder);
     std::cout << "done; temporary folder removed\n";

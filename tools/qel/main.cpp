@@ -18,6 +18,12 @@ const command commands[] = {
      "compress IN into OUT (- for standard input/output; lzm by default)", qel_tool::run_compress},
     {"decompress", "decompress [--method lzm|zlib] [--force] IN OUT",
      "decompress IN into OUT (- for standard input/output)", qel_tool::run_decompress},
+    {"convert", "convert --from ENC --to ENC [--no-signature] [--force] IN OUT",
+     "convert a text file between encodings (ansi, oem, cpNNNN, utf8, utf16le, utf16be; "
+     "--from auto detects the signature)",
+     qel_tool::run_convert},
+    {"translit", "translit TEXT...", "transliterate Cyrillic text to Latin letters",
+     qel_tool::run_translit},
 };
 
 void print_help(std::ostream& out) {
