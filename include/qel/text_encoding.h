@@ -29,8 +29,9 @@ inline constexpr unsigned int flag_no_signature = 0x200;
 // One 32-bit word: charset in bits 0-7, flags in bits 8-15, code page in bits 16-31.
 class QEL_API text_encoding {
 public:
-    static constexpr unsigned int flag_detect_signature = qel::flag_detect_signature;
-    static constexpr unsigned int flag_no_signature = qel::flag_no_signature;
+    // Enumerators rather than static members: an exported class's static data would have
+    // to be imported from the DLL.
+    enum : unsigned int { flag_detect_signature = 0x100, flag_no_signature = 0x200 };
 
     text_encoding() = default;
     // The packed form, as get() returns it.

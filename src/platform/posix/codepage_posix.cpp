@@ -137,6 +137,23 @@ void encode_utf8(const wchar_t* s, std::size_t n, std::string& out) {
     }
 }
 
+// A unit from 0x80 to 0xFF whose byte the code page leaves undefined: reading passes such a
+// byte as the unit of the same value, and writing gives the byte back.
+bool is_undefined_byte(unsigned int codepage, wchar_t unit) {
+    if (unit < 0x80 || unit > 0xFF)
+        return false;
+    converter cd("WCHAR_T", iconv_name(codepage).c_str());
+    char byte = static_cast<char>(unit);
+    char* in = &byte;
+    std::size_t in_left = 1;
+    wchar_t decoded;
+    char* to = reinterpret_cast<char*>(&decoded);
+    std::size_t to_left = sizeof decoded;
+    return cd.valid() &&
+           ::iconv(cd.get(), &in, &in_left, &to, &to_left) == static_cast<std::size_t>(-1) &&
+           errno == EILSEQ;
+}
+
 } // namespace
 
 bool multibyte_to_wide(unsigned int codepage, const char* s, std::size_t n, std::wstring& out) {
@@ -199,8 +216,11 @@ bool wide_to_multibyte(unsigned int codepage, const wchar_t* s, std::size_t n, s
             out.clear();
             return false;
         }
-        // A unit the code page cannot show becomes its default character, as on Windows.
-        out.push_back('?');
+        // A unit the code page cannot show becomes its default character, as on Windows;
+        // units standing for undefined bytes go back to those bytes.
+        wchar_t unit;
+        std::memcpy(&unit, in, sizeof unit);
+        out.push_back(is_undefined_byte(codepage, unit) ? static_cast<char>(unit) : '?');
         in += sizeof(wchar_t);
         in_left -= sizeof(wchar_t);
     }

@@ -1,0 +1,448 @@
+// Text encodings: the packed encoding word, conversions between narrow and wide text under
+// each character set and code page, and the transliteration of Cyrillic text to ASCII.
+#include <qel/text_encoding.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <initializer_list>
+#include <string>
+
+namespace {
+
+using qel::text_encoding;
+
+constexpr bool whole_code_points = sizeof(wchar_t) == 4;
+
+std::wstring units(std::initializer_list<unsigned> list) {
+    std::wstring out;
+    for (unsigned u : list)
+        out.push_back(static_cast<wchar_t>(u));
+    return out;
+}
+
+std::string bytes(std::initializer_list<unsigned> list) {
+    std::string out;
+    for (unsigned b : list)
+        out.push_back(static_cast<char>(b));
+    return out;
+}
+
+text_encoding codepage(unsigned short cp) {
+    return text_encoding(qel::cs_codepage, cp, 0);
+}
+
+const text_encoding utf8(qel::cs_utf8);
+
+// The conversions clear their output first: start from junk to see that.
+std::wstring wide(const std::string& s, const text_encoding& enc) {
+    std::wstring out = L"junk";
+    qel::char_to_wide(s.data(), s.size(), out, enc);
+    return out;
+}
+
+std::string narrow(const std::wstring& s, const text_encoding& enc) {
+    std::string out = "junk";
+    qel::wide_to_char(s.data(), s.size(), out, enc);
+    return out;
+}
+
+// Reference UTF-8 encoder, one unit at a time (surrogates encoded one by one).
+void append_utf8(std::string& out, std::uint32_t u) {
+    if (u < 0x80) {
+        out += static_cast<char>(u);
+    } else if (u < 0x800) {
+        out += static_cast<char>(0xC0 | (u >> 6));
+        out += static_cast<char>(0x80 | (u & 0x3F));
+    } else if (u < 0x10000) {
+        out += static_cast<char>(0xE0 | (u >> 12));
+        out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (u & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (u >> 18));
+        out += static_cast<char>(0x80 | ((u >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (u & 0x3F));
+    }
+}
+
+// Bytes 0x80-0xFF of the code pages (0x00-0x7F are ASCII in all three); 0 marks a byte the
+// code page leaves undefined.
+constexpr std::array<std::uint16_t, 128> cp1251_high = {
+    0x0402, 0x0403, 0x201A, 0x0453, 0x201E, 0x2026, 0x2020, 0x2021, 0x20AC, 0x2030, 0x0409, 0x2039,
+    0x040A, 0x040C, 0x040B, 0x040F, 0x0452, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+    0,      0x2122, 0x0459, 0x203A, 0x045A, 0x045C, 0x045B, 0x045F, 0x00A0, 0x040E, 0x045E, 0x0408,
+    0x00A4, 0x0490, 0x00A6, 0x00A7, 0x0401, 0x00A9, 0x0404, 0x00AB, 0x00AC, 0x00AD, 0x00AE, 0x0407,
+    0x00B0, 0x00B1, 0x0406, 0x0456, 0x0491, 0x00B5, 0x00B6, 0x00B7, 0x0451, 0x2116, 0x0454, 0x00BB,
+    0x0458, 0x0405, 0x0455, 0x0457, 0x0410, 0x0411, 0x0412, 0x0413, 0x0414, 0x0415, 0x0416, 0x0417,
+    0x0418, 0x0419, 0x041A, 0x041B, 0x041C, 0x041D, 0x041E, 0x041F, 0x0420, 0x0421, 0x0422, 0x0423,
+    0x0424, 0x0425, 0x0426, 0x0427, 0x0428, 0x0429, 0x042A, 0x042B, 0x042C, 0x042D, 0x042E, 0x042F,
+    0x0430, 0x0431, 0x0432, 0x0433, 0x0434, 0x0435, 0x0436, 0x0437, 0x0438, 0x0439, 0x043A, 0x043B,
+    0x043C, 0x043D, 0x043E, 0x043F, 0x0440, 0x0441, 0x0442, 0x0443, 0x0444, 0x0445, 0x0446, 0x0447,
+    0x0448, 0x0449, 0x044A, 0x044B, 0x044C, 0x044D, 0x044E, 0x044F};
+
+constexpr std::array<std::uint16_t, 128> cp866_high = {
+    0x0410, 0x0411, 0x0412, 0x0413, 0x0414, 0x0415, 0x0416, 0x0417, 0x0418, 0x0419, 0x041A, 0x041B,
+    0x041C, 0x041D, 0x041E, 0x041F, 0x0420, 0x0421, 0x0422, 0x0423, 0x0424, 0x0425, 0x0426, 0x0427,
+    0x0428, 0x0429, 0x042A, 0x042B, 0x042C, 0x042D, 0x042E, 0x042F, 0x0430, 0x0431, 0x0432, 0x0433,
+    0x0434, 0x0435, 0x0436, 0x0437, 0x0438, 0x0439, 0x043A, 0x043B, 0x043C, 0x043D, 0x043E, 0x043F,
+    0x2591, 0x2592, 0x2593, 0x2502, 0x2524, 0x2561, 0x2562, 0x2556, 0x2555, 0x2563, 0x2551, 0x2557,
+    0x255D, 0x255C, 0x255B, 0x2510, 0x2514, 0x2534, 0x252C, 0x251C, 0x2500, 0x253C, 0x255E, 0x255F,
+    0x255A, 0x2554, 0x2569, 0x2566, 0x2560, 0x2550, 0x256C, 0x2567, 0x2568, 0x2564, 0x2565, 0x2559,
+    0x2558, 0x2552, 0x2553, 0x256B, 0x256A, 0x2518, 0x250C, 0x2588, 0x2584, 0x258C, 0x2590, 0x2580,
+    0x0440, 0x0441, 0x0442, 0x0443, 0x0444, 0x0445, 0x0446, 0x0447, 0x0448, 0x0449, 0x044A, 0x044B,
+    0x044C, 0x044D, 0x044E, 0x044F, 0x0401, 0x0451, 0x0404, 0x0454, 0x0407, 0x0457, 0x040E, 0x045E,
+    0x00B0, 0x2219, 0x00B7, 0x221A, 0x2116, 0x00A4, 0x25A0, 0x00A0};
+
+// Code page 1252 is Latin-1 from 0xA0 up; only 0x80-0x9F differ.
+std::array<std::uint16_t, 128> cp1252_high() {
+    std::array<std::uint16_t, 128> t = {
+        0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+        0x2039, 0x0152, 0,      0x017D, 0,      0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+        0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
+    for (unsigned b = 0xA0; b <= 0xFF; ++b)
+        t[b - 0x80] = static_cast<std::uint16_t>(b);
+    return t;
+}
+
+// The unit of byte `b`. A byte the code page leaves undefined gives the unit of the same value
+// on both targets, and that unit converts back to the byte: Windows's tables map such bytes to
+// the C1 controls both ways, and the library has to do the same on Linux, where iconv has no
+// mapping for them.
+wchar_t expected_unit(const std::array<std::uint16_t, 128>& high, unsigned b) {
+    if (b < 0x80 || high[b - 0x80] == 0)
+        return static_cast<wchar_t>(b);
+    return static_cast<wchar_t>(high[b - 0x80]);
+}
+
+TEST(TextEncodingWord, PacksCharsetFlagsAndCodepage) {
+    const text_encoding e(qel::cs_codepage, 1251, qel::flag_detect_signature);
+    EXPECT_EQ(e.get(), 0x04E30103u);
+    EXPECT_EQ(e.charset(), qel::cs_codepage);
+    EXPECT_EQ(e.codepage(), 1251);
+    EXPECT_EQ(e.flags(), 0x100u);
+    EXPECT_TRUE(text_encoding(0x04E30103u) == e);
+    EXPECT_TRUE(text_encoding(0x04E30103u).is_equal(e));
+
+    // Every field reaches its full width and no further.
+    const text_encoding all(0xFFFFFFFFu);
+    EXPECT_EQ(static_cast<int>(all.charset()), 0xFF);
+    EXPECT_EQ(all.codepage(), 0xFFFF);
+    EXPECT_EQ(all.flags(), 0xFF00u);
+    EXPECT_EQ(text_encoding(qel::cs_utf8, 0xFFFF, 0x300).get(), 0xFFFF0306u);
+
+    // Equality is of the whole word.
+    EXPECT_FALSE(e == text_encoding(qel::cs_codepage, 1251, 0));
+    EXPECT_FALSE(e == text_encoding(qel::cs_codepage, 1252, 0x100));
+    EXPECT_FALSE(e == text_encoding(qel::cs_oem, 1251, 0x100));
+    text_encoding copy;
+    copy = e;
+    EXPECT_EQ(copy.get(), e.get());
+}
+
+TEST(TextEncodingWord, DefaultCharsetIsAnsi) {
+    const text_encoding none;
+    EXPECT_EQ(none.get(), 0u);
+    EXPECT_TRUE(none.is_default());
+    EXPECT_EQ(none.actual_charset(), qel::cs_ansi);
+    EXPECT_EQ(text_encoding::default_charset(), qel::cs_ansi);
+    const text_encoding ansi(qel::cs_ansi);
+    EXPECT_FALSE(ansi.is_default());
+    EXPECT_EQ(ansi.actual_charset(), qel::cs_ansi);
+    EXPECT_FALSE(none == ansi);
+    const text_encoding u8 = qel::cs_utf8;
+    EXPECT_EQ(u8.get(), 6u);
+    EXPECT_EQ(u8.actual_charset(), qel::cs_utf8);
+}
+
+TEST(TextEncodingWord, FlagMembersAreOrdinaryConstants) {
+    // Bound by reference, as EXPECT_EQ and std::max do: the constants must link in programs
+    // that use the shared library.
+    const unsigned int& detect = text_encoding::flag_detect_signature;
+    const unsigned int& no_signature = text_encoding::flag_no_signature;
+    EXPECT_EQ(detect, 0x100u);
+    EXPECT_EQ(no_signature, 0x200u);
+    EXPECT_EQ(qel::flag_detect_signature, 0x100u);
+    EXPECT_EQ(qel::flag_no_signature, 0x200u);
+}
+
+TEST(Utf8Conversion, DecodesBoundedByTheLength) {
+    EXPECT_EQ(wide("\xC3\xA9", utf8), units({0xE9}));
+    EXPECT_EQ(wide(std::string("A\0B", 3), utf8), units({0x41, 0, 0x42}));
+    // A sequence cut off by the end of the input gives U+0000.
+    EXPECT_EQ(wide("A\xC3", utf8), units({0x41, 0}));
+    EXPECT_EQ(wide("\xE2\x82", utf8), units({0}));
+    // Broken input gives U+0000 for the consumed bytes; the byte-order mark vanishes.
+    EXPECT_EQ(wide("\x80z", utf8), units({0, 0x7A}));
+    EXPECT_EQ(wide("\xC3\x41z", utf8), units({0, 0x7A}));
+    EXPECT_EQ(wide(bytes({0xEF, 0xBB, 0xBF, 0x41, 0xEF, 0xBB, 0xBF}), utf8), L"A");
+    EXPECT_EQ(wide("\xF0\x9F\x98\x80!", utf8),
+              whole_code_points ? units({0x1F600, 0x21}) : units({0x3F, 0x21}));
+    // The NUL-terminated forms stop at the first zero byte; a null pointer is empty.
+    std::wstring out = L"junk";
+    qel::char_to_wide("ab\0cd", out, utf8);
+    EXPECT_EQ(out, L"ab");
+    qel::char_to_wide(static_cast<const char*>(nullptr), out, utf8);
+    EXPECT_EQ(out, L"");
+    qel::char_to_wide(std::string("a\0\xC3\xA9", 4), out, utf8);
+    EXPECT_EQ(out, units({0x61, 0, 0xE9}));
+}
+
+TEST(Utf8Conversion, EncodesEveryUnit) {
+    EXPECT_EQ(narrow(units({0x20AC}), utf8), bytes({0xE2, 0x82, 0xAC}));
+    EXPECT_EQ(narrow(std::wstring(L"a\0b", 3), utf8), std::string("a\0b", 3));
+    EXPECT_EQ(narrow(units({0xD83D, 0xDE00}), utf8), bytes({0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}));
+    std::string out = "junk";
+    qel::wide_to_char(L"ab\0cd", out, utf8);
+    EXPECT_EQ(out, "ab");
+    qel::wide_to_char(static_cast<const wchar_t*>(nullptr), out, utf8);
+    EXPECT_EQ(out, "");
+    qel::wide_to_char(std::wstring(L"\x00E9\0", 2), out, utf8);
+    EXPECT_EQ(out, std::string("\xC3\xA9\0", 3));
+}
+
+TEST(Utf8Conversion, EveryBmpUnitRoundTrips) {
+    std::wstring all;
+    std::string encoded;
+    for (std::uint32_t u = 0; u <= 0xFFFF; ++u) {
+        all.push_back(static_cast<wchar_t>(u));
+        append_utf8(encoded, u);
+    }
+    EXPECT_EQ(narrow(all, utf8), encoded);
+    std::wstring expected = all;
+    expected.erase(0xFEFF, 1); // the byte-order mark disappears when decoded
+    EXPECT_EQ(wide(encoded, utf8), expected);
+}
+
+TEST(Utf8Conversion, EveryCodePointRoundTripsWhereWcharHoldsIt) {
+    if constexpr (!whole_code_points)
+        GTEST_SKIP() << "16-bit wchar_t holds UTF-16 units only";
+    std::wstring all;
+    std::string encoded;
+    for (std::uint32_t u = 1; u <= 0x10FFFF; ++u) {
+        if ((u >= 0xD800 && u <= 0xDFFF) || u == 0xFEFF)
+            continue;
+        all.push_back(static_cast<wchar_t>(u));
+        append_utf8(encoded, u);
+    }
+    EXPECT_EQ(narrow(all, utf8), encoded);
+    EXPECT_EQ(wide(encoded, utf8), all);
+}
+
+TEST(CodepageConversion, EveryByteMatchesTheTable) {
+    struct page {
+        unsigned short number;
+        std::array<std::uint16_t, 128> high;
+    };
+    for (const page& p :
+         {page{1251, cp1251_high}, page{866, cp866_high}, page{1252, cp1252_high()}}) {
+        const text_encoding enc = codepage(p.number);
+        std::string all_bytes;
+        std::wstring all_units;
+        for (unsigned b = 0; b < 256; ++b) {
+            all_bytes.push_back(static_cast<char>(b));
+            all_units.push_back(expected_unit(p.high, b));
+        }
+        // 256 units take the long path; each byte alone the single-character form.
+        EXPECT_EQ(wide(all_bytes, enc), all_units) << p.number;
+        const std::string back = narrow(all_units, enc);
+        ASSERT_EQ(back.size(), 256u) << p.number;
+        for (unsigned b = 0; b < 256; ++b) {
+            EXPECT_EQ(back[b], static_cast<char>(b)) << p.number << " unit of byte " << b;
+            EXPECT_EQ(qel::char_to_wide(static_cast<char>(b), enc), all_units[b])
+                << p.number << " byte " << b;
+            EXPECT_EQ(qel::wide_to_char(all_units[b], enc), static_cast<char>(b))
+                << p.number << " unit of byte " << b;
+        }
+    }
+}
+
+TEST(CodepageConversion, ShortAndLongInputsAgree) {
+    const text_encoding cp1251 = codepage(1251);
+    const std::string cyrillic = "\xCF\xF0\xE8\xE2\xE5\xF2, \xEC\xE8\xF0"; // 10 bytes
+    const std::wstring cyrillic_wide = L"\u041F\u0440\u0438\u0432\u0435\u0442, \u043C\u0438\u0440";
+    EXPECT_EQ(wide(cyrillic, cp1251), cyrillic_wide);
+    for (std::size_t repeat : {25u, 26u, 30u, 100u}) { // 250, 260, 300 and 1000 bytes
+        std::string text;
+        std::wstring expected;
+        for (std::size_t i = 0; i < repeat; ++i) {
+            text += cyrillic;
+            expected += cyrillic_wide;
+        }
+        EXPECT_EQ(wide(text, cp1251), expected) << repeat;
+        EXPECT_EQ(narrow(expected, cp1251), text) << repeat;
+    }
+    // Around the 255-unit buffer, with results three times longer than the input.
+    const text_encoding cp65001 = codepage(65001);
+    for (std::size_t n : {1u, 84u, 85u, 86u, 254u, 255u, 256u, 700u}) {
+        std::wstring euros(n, static_cast<wchar_t>(0x20AC));
+        std::string encoded;
+        for (std::size_t i = 0; i < n; ++i)
+            encoded += "\xE2\x82\xAC";
+        EXPECT_EQ(narrow(euros, cp65001), encoded) << n;
+        EXPECT_EQ(wide(encoded, cp65001), euros) << n;
+    }
+}
+
+TEST(CodepageConversion, UnmappableUnitsAndFlags) {
+    // A unit without a mapping becomes the code page's default character.
+    EXPECT_EQ(narrow(units({0x41, 0x4E00, 0x42}), codepage(1251)), "A?B");
+    EXPECT_EQ(qel::wide_to_char(static_cast<wchar_t>(0x4E00), codepage(866)), '?');
+    // Flags do not take part in conversions.
+    EXPECT_EQ(wide("\xC0", text_encoding(qel::cs_codepage, 1251, 0x300)), units({0x410}));
+    // Code page 65001 replaces invalid input by U+FFFD and fails nothing.
+    EXPECT_EQ(wide("a\xC3", codepage(65001)), units({0x61, 0xFFFD}));
+}
+
+TEST(CodepageConversion, UnknownCodepageGivesNothing) {
+    const text_encoding unknown = codepage(7);
+    EXPECT_EQ(wide("abc", unknown), L"");
+    EXPECT_EQ(wide(std::string(300, 'a'), unknown), L"");
+    EXPECT_EQ(narrow(L"abc", unknown), "");
+    EXPECT_EQ(qel::char_to_wide('a', unknown), L'\0');
+    EXPECT_EQ(qel::wide_to_char(L'a', unknown), '\0');
+}
+
+TEST(CharsetConversion, Utf16AndUnknownCharsetsGiveNothing) {
+    for (unsigned cs : {4u, 5u, 7u, 0xFFu}) {
+        const text_encoding enc(cs);
+        EXPECT_EQ(wide("abc", enc), L"") << cs;
+        EXPECT_EQ(wide(std::string(300, 'a'), enc), L"") << cs;
+        EXPECT_EQ(narrow(units({0x20AC}), enc), "") << cs;
+        EXPECT_EQ(qel::char_to_wide('a', enc), L'\0') << cs;
+        EXPECT_EQ(qel::wide_to_char(L'a', enc), '\0') << cs;
+    }
+    // Single characters are never converted under UTF-8.
+    EXPECT_EQ(qel::char_to_wide('A', utf8), L'\0');
+    EXPECT_EQ(qel::wide_to_char(L'A', utf8), '\0');
+    EXPECT_EQ(qel::char_to_wide('A', text_encoding(qel::cs_ansi)), L'A');
+    EXPECT_EQ(qel::wide_to_char(L'A', text_encoding(qel::cs_ansi)), 'A');
+    // An empty input clears the output.
+    EXPECT_EQ(wide("", codepage(1251)), L"");
+    EXPECT_EQ(narrow(L"", utf8), "");
+}
+
+TEST(CharsetConversion, AnsiAndOemCodepagesOfTheProcess) {
+    const text_encoding ansi(qel::cs_ansi), oem(qel::cs_oem), none;
+#ifdef _WIN32
+    // Code pages 1252 and 437, as Wine reports them.
+    EXPECT_EQ(wide("\xE9", ansi), units({0xE9}));
+    EXPECT_EQ(wide("\xE9", none), units({0xE9}));
+    EXPECT_EQ(wide("\x82", oem), units({0xE9}));
+    EXPECT_EQ(narrow(units({0xE9, 0x20AC}), ansi), bytes({0xE9, 0x80}));
+    EXPECT_EQ(narrow(units({0xE9}), oem), bytes({0x82}));
+    EXPECT_EQ(qel::char_to_wide('\xE9', ansi), static_cast<wchar_t>(0xE9));
+    EXPECT_EQ(qel::wide_to_char(static_cast<wchar_t>(0xE9), ansi), '\xE9');
+#else
+    if (std::getenv("QEL_ANSI_CODEPAGE") || std::getenv("QEL_OEM_CODEPAGE"))
+        GTEST_SKIP() << "the environment names other ANSI/OEM code pages";
+    // UTF-8 (65001) unless the environment names others.
+    for (const text_encoding& enc : {ansi, oem, none}) {
+        EXPECT_EQ(wide("\xC3\xA9", enc), units({0xE9}));
+        EXPECT_EQ(wide("\xC3", enc), units({0xFFFD}));
+        EXPECT_EQ(wide("\xC3\x41", enc), units({0xFFFD, 0x41}));
+        EXPECT_EQ(narrow(units({0xE9, 0x20AC}), enc), bytes({0xC3, 0xA9, 0xE2, 0x82, 0xAC}));
+        // One byte cannot hold é; a lone lead byte is an invalid sequence.
+        EXPECT_EQ(qel::wide_to_char(static_cast<wchar_t>(0xE9), enc), '\0');
+        EXPECT_EQ(qel::char_to_wide('\xC3', enc), static_cast<wchar_t>(0xFFFD));
+    }
+#endif
+}
+
+TEST(CharToChar, ConvertsThroughWideText) {
+    std::string out = "junk";
+    qel::char_to_char("\xC0", out, codepage(1251), utf8);
+    EXPECT_EQ(out, bytes({0xD0, 0x90}));
+    // "Привет" from code page 866 to 1251.
+    qel::char_to_char(std::string("\x8F\xE0\xA8\xA2\xA5\xE2"), out, codepage(866), codepage(1251));
+    EXPECT_EQ(out, "\xCF\xF0\xE8\xE2\xE5\xF2");
+    qel::char_to_char("\xE4\xB8\x80\x61", 4, out, utf8, codepage(1251));
+    EXPECT_EQ(out, "?a");
+    qel::char_to_char("a\0b", 3, out, utf8, codepage(1251));
+    EXPECT_EQ(out, std::string("a\0b", 3));
+    qel::char_to_char("a\0b", out, utf8, codepage(1251));
+    EXPECT_EQ(out, "a");
+    qel::char_to_char(static_cast<const char*>(nullptr), out, utf8, utf8);
+    EXPECT_EQ(out, "");
+    // Either side without a narrow conversion gives nothing.
+    for (const auto& [from, to] : {std::pair{text_encoding(qel::cs_utf16le), utf8},
+                                   std::pair{utf8, text_encoding(qel::cs_utf16be)},
+                                   std::pair{codepage(1251), codepage(7)}}) {
+        out = "junk";
+        qel::char_to_char(std::string("abc"), out, from, to);
+        EXPECT_EQ(out, "");
+    }
+}
+
+// Cyrillic letters U+0410-U+044F in order, then Ё and ё.
+const char* const upper_latin[32] = {"A", "B",  "V",  "G",    "D",  "E", "ZH", "Z", "I",  "Y", "K",
+                                     "L", "M",  "N",  "O",    "P",  "R", "S",  "T", "U",  "F", "H",
+                                     "C", "CH", "SH", "SHCH", "''", "y", "'",  "E", "YU", "YA"};
+const char* const lower_latin[32] = {"a", "b",  "v",  "g",    "d",  "e", "zh", "z", "i",  "y", "k",
+                                     "l", "m",  "n",  "o",    "p",  "r", "s",  "t", "u",  "f", "h",
+                                     "c", "ch", "sh", "shch", "''", "y", "'",  "e", "yu", "ya"};
+
+std::string expected_latin(std::uint32_t u) {
+    if (u < 0x80)
+        return std::string(1, static_cast<char>(u));
+    if (u >= 0x410 && u <= 0x42F)
+        return upper_latin[u - 0x410];
+    if (u >= 0x430 && u <= 0x44F)
+        return lower_latin[u - 0x430];
+    if (u == 0x401)
+        return "Yo";
+    if (u == 0x451)
+        return "yo";
+    return "?";
+}
+
+std::wstring widen_ascii(const std::string& s) {
+    return std::wstring(s.begin(), s.end());
+}
+
+TEST(Transliteration, Words) {
+    EXPECT_EQ(qel::transliterate(L"\u041F\u0440\u0438\u0432\u0435\u0442"), L"Privet");
+    EXPECT_EQ(qel::transliterate(L"\u0429\u0443\u043A\u0430"), L"SHCHuka");
+    EXPECT_EQ(qel::transliterate(L"\u0401\u043B\u043A\u0430"), L"Yolka");
+    EXPECT_EQ(qel::transliterate(L"\u042B\u042B"), L"yy");
+    EXPECT_EQ(qel::transliterate(L"\u041E\u0431\u044A\u0451\u043C"), L"Ob''yom");
+    EXPECT_EQ(qel::transliterate(L"\u041C\u0430\u0442\u044C"), L"Mat'");
+    EXPECT_EQ(qel::transliterate(L""), L"");
+    EXPECT_EQ(qel::transliterate_wide_to_char(L"\u0416\u0443\u043A"),
+              bytes({0x5A, 0x48, 0x75, 0x6B}));
+    EXPECT_EQ(qel::transliterate_wide_to_char(L""), "");
+}
+
+TEST(Transliteration, OtherCharactersBecomeQuestionMarks) {
+    EXPECT_EQ(qel::transliterate(units({0xFC, 0x454, 0x20AC, 0xD83D, 0xDE00})), L"?????");
+    EXPECT_EQ(qel::transliterate(units({0x400, 0x402, 0x40F, 0x450, 0x452, 0x45F, 0x80, 0xFFFF})),
+              L"????????");
+    // An emoji is two units where wchar_t is 16 bits, one unit where it holds code points.
+    EXPECT_EQ(qel::transliterate(L"a\U0001F600b"), whole_code_points ? L"a?b" : L"a??b");
+    const std::wstring controls = units({0, 1, 9, 10, 13, 0x1A, 0x1F, 0x7F});
+    EXPECT_EQ(qel::transliterate(controls), controls);
+}
+
+TEST(Transliteration, EveryUnitFollowsTheTable) {
+    std::wstring all;
+    std::string expected;
+    for (std::uint32_t u = 0; u <= 0xFFFF; ++u) {
+        all.push_back(static_cast<wchar_t>(u));
+        expected += expected_latin(u);
+    }
+    if constexpr (whole_code_points) {
+        for (std::uint32_t u : {0x10000u, 0x1F600u, 0x10FFFFu}) {
+            all.push_back(static_cast<wchar_t>(u));
+            expected += '?';
+        }
+    }
+    const std::wstring result = qel::transliterate(all);
+    EXPECT_EQ(result, widen_ascii(expected));
+    EXPECT_EQ(qel::transliterate_wide_to_char(all), expected);
+    for (wchar_t c : result)
+        ASSERT_LT(static_cast<std::uint32_t>(c), 128u);
+}
+
+} // namespace
