@@ -15,6 +15,11 @@ DEFAULT_PAIRS = [
 ]
 
 
+def size_ratio(result):
+    """The "ratio" counter (compressed size / original size), or "-" for benchmarks without one."""
+    return f"{result['ratio']:.3f}" if "ratio" in result else "-"
+
+
 def main():
     binary = sys.argv[1]
     pairs = [tuple(p.split(":")) for p in sys.argv[2:]] or DEFAULT_PAIRS
@@ -38,7 +43,7 @@ def main():
             ours_speed = ours_result["bytes_per_second"] / 1e6
             peer_speed = peer_result["bytes_per_second"] / 1e6
             print(f"| {ours} | {peer} | {file} | {ours_speed:.0f} | {peer_speed:.0f} | "
-                  f"{ours_speed / peer_speed:.2f} | {ours_result['ratio']:.3f} | {peer_result['ratio']:.3f} |")
+                  f"{ours_speed / peer_speed:.2f} | {size_ratio(ours_result)} | {size_ratio(peer_result)} |")
 
 
 if __name__ == "__main__":

@@ -8,6 +8,7 @@
 #include <memory>
 #include <streambuf>
 #include <string>
+#include <utility>
 
 namespace qel::detail {
 
@@ -26,6 +27,17 @@ public:
     bool close();
     // Writes pending output first; returns the new position or -1.
     std::streamoff seek(std::streamoff offset, int way);
+
+    // The bytes read ahead and not yet taken, refilled when none are left; empty at the end
+    // of the input (no flag is set here). Readers that scan for a delimiter take several
+    // bytes at once with consume().
+    std::pair<const char*, const char*> buffered_input() {
+        if ((!reading() || gptr() == egptr()) &&
+            traits_type::eq_int_type(underflow(), traits_type::eof()))
+            return {nullptr, nullptr};
+        return {gptr(), egptr()};
+    }
+    void consume(std::size_t count) { gbump(static_cast<int>(count)); }
 
 protected:
     int sync() override;

@@ -2,6 +2,7 @@
 
 #include "core/utf8.h"
 #include "platform/codepage.h"
+#include "stream/file_buffer.h"
 
 #include <cstdint>
 #include <cwchar>
@@ -191,6 +192,18 @@ public:
 private:
     static bool skipped(wchar_t unit) { return unit == cr || unit == 0xFEFF || unit == 0xFFFE; }
 
+    // Plain ASCII up to the next CR or LF is one unit per byte: it is taken from the read-ahead
+    // in one step, and everything else goes through read_unit.
+    static void take_ascii_run(file_buffer& file, std::wstring& text) {
+        auto [first, last] = file.buffered_input();
+        const char* stop = first;
+        while (stop != last && static_cast<unsigned char>(*stop) < 0x80 && *stop != '\r' &&
+               *stop != '\n')
+            ++stop;
+        text.append(first, stop);
+        file.consume(static_cast<std::size_t>(stop - first));
+    }
+
     static void append_text_unit(std::string& bytes, wchar_t unit) {
         if (unit == lf)
             Format::encode_unit(bytes, cr);
@@ -212,7 +225,10 @@ private:
     static void read_units(std::iostream& stream, std::wstring& text, bool to_line_end) {
         if (!may_read(stream))
             return;
+        auto* file = Format::ascii_runs ? dynamic_cast<file_buffer*>(stream.rdbuf()) : nullptr;
         for (;;) {
+            if (file)
+                take_ascii_run(*file, text);
             wchar_t unit = Format::read_unit(stream);
             if (!stream.good() || (to_line_end && unit == lf))
                 return;
@@ -237,6 +253,7 @@ bool is_low_surrogate(unsigned unit) {
 // UTF-16 in either byte order. Where wchar_t holds code points, a surrogate pair is one
 // unit in memory and two in the file; a lone surrogate passes as its value.
 template <bool big_endian> struct utf16_format {
+    static constexpr bool ascii_runs = false;
     static constexpr std::string_view signature = big_endian ? "\xFE\xFF" : "\xFF\xFE";
 
     static wchar_t read_unit(std::iostream& stream) {
@@ -284,6 +301,7 @@ template <bool big_endian> struct utf16_format {
 };
 
 struct utf8_format {
+    static constexpr bool ascii_runs = true;
     static constexpr std::string_view signature = "\xEF\xBB\xBF";
 
     // One sequence: a byte-order mark is skipped, a broken sequence sets fail and gives 0,
