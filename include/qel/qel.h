@@ -2,6 +2,7 @@
 #pragma once
 
 #include <qel/compress.h>
+#include <qel/datetime.h>
 #include <qel/exception.h>
 #include <qel/stream.h>
 #include <qel/text_encoding.h>

@@ -14,5 +14,6 @@ int run_compress(const arguments& args);
 int run_decompress(const arguments& args);
 int run_convert(const arguments& args);
 int run_translit(const arguments& args);
+int run_date(const arguments& args);
 
 } // namespace qel_tool

@@ -138,6 +138,27 @@ void demo_compression() {
     }
 }
 
+void demo_datetime() {
+    std::cout << "== date and time\n";
+    std::cout << "  now: " << qel::get_system_clock_timestamp() << " (zone offset "
+              << qel::get_system_time_zone().hours() << " h, standard time)\n";
+    qel::date day(31, 1, 2004);
+    std::cout << "  " << day << " as DD.MM.YY with '/': " << qel::to_string(day, "DD.MM.YY", '/')
+              << ", as yyyymmdd: " << qel::to_string(day, "yyyymmdd", '.') << "\n";
+    day.inc_month(1);
+    std::cout << "  one month later: " << day << " (the day is lowered to fit)\n";
+    qel::date parsed;
+    const bool ok = qel::from_str(std::string("1.2.03"), parsed);
+    std::cout << "  \"1.2.03\" parses " << (ok ? "to " + qel::to_string(parsed) : "not")
+              << ", day value " << parsed.get() << "\n";
+    std::cout << "  \"29.02.2001\" parses "
+              << (qel::from_str(std::string("29.02.2001"), parsed) ? "(unexpectedly)" : "not")
+              << "\n";
+    qel::timestamp stamp(2004, 2, 29, 23, 0, 0, 0);
+    stamp += qel::time_interval(1, qel::time(2, 30, 0, 0));
+    std::cout << "  29.02.2004 23:00 plus 1 day 02:30: " << stamp << "\n";
+}
+
 std::filesystem::path make_temp_folder() {
     std::random_device seed;
     auto base = std::filesystem::temp_directory_path();
@@ -162,6 +183,7 @@ int run_demo(const arguments& args) {
     demo_file_stream(folder);
     demo_text(folder);
     demo_compression();
+    demo_datetime();
     std::filesystem::remove_all(folder);
     std::cout << "done; temporary folder removed\n";
     return 0;

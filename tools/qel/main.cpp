@@ -24,6 +24,10 @@ const command commands[] = {
      qel_tool::run_convert},
     {"translit", "translit TEXT...", "transliterate Cyrillic text to Latin letters",
      qel_tool::run_translit},
+    {"date", "date [MASK] | date --parse TEXT [--mask MASK]",
+     "print the local date and time (MASK: date mask, time mask, or both separated by a "
+     "blank), or check a date text and show its day value and weekday",
+     qel_tool::run_date},
 };
 
 void print_help(std::ostream& out) {
