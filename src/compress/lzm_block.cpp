@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::size_t max_literals = 63;
 constexpr std::size_t hash_size = 4096;
-constexpr std::uint16_t no_position = 0xFFFF;
 // A payload exceeds its input only by one byte per literal run, and a literal run that is
 // not full ends before a run or match of three or more bytes: at most about 1.27 times the
 // input. Twice the input leaves room for the encoder's 16-byte literal copies as well.
@@ -160,16 +159,172 @@ std::size_t lzm_put_match_(char* out, int kind, const char* literals, std::size_
     return head + literal_count;
 }
 
-lzm_block_encoder_::lzm_block_encoder_() : hash_table_(hash_size) {
-    payload_.reserve(payload_capacity);
+lzm_block_encoder_::lzm_block_encoder_() : hash_table_(hash_size), payload_(payload_capacity) {}
+
+namespace {
+
+// Loads and stores of little-endian values: the first byte is the lowest on any machine.
+inline std::uint32_t load32(const unsigned char* at) {
+    if constexpr (std::endian::native == std::endian::little) {
+        std::uint32_t word;
+        std::memcpy(&word, at, 4);
+        return word;
+    } else {
+        return std::uint32_t{at[0]} | std::uint32_t{at[1]} << 8 | std::uint32_t{at[2]} << 16 |
+               std::uint32_t{at[3]} << 24;
+    }
 }
+
+// Writes the four bytes of `word`, the low byte first.
+inline void store32(char* at, std::uint32_t word) {
+    if constexpr (std::endian::native == std::endian::little) {
+        std::memcpy(at, &word, 4);
+    } else {
+        for (int i = 0; i < 4; ++i)
+            at[i] = static_cast<char>(word >> (8 * i) & 0xFF);
+    }
+}
+
+inline std::uint32_t load24(const unsigned char* at) {
+    return std::uint32_t{at[0]} | std::uint32_t{at[1]} << 8 | std::uint32_t{at[2]} << 16;
+}
+
+inline std::uint64_t load64(const unsigned char* at) {
+    if constexpr (std::endian::native == std::endian::little) {
+        std::uint64_t word;
+        std::memcpy(&word, at, 8);
+        return word;
+    } else {
+        std::uint64_t word = 0;
+        for (int i = 7; i >= 0; --i)
+            word = word << 8 | at[i];
+        return word;
+    }
+}
+
+// The two low bytes of v swapped.
+inline std::uint32_t swap16(std::uint32_t v) {
+    const auto low = static_cast<std::uint16_t>(v);
+    return static_cast<std::uint16_t>(low << 8 | low >> 8);
+}
+
+// The table index of the three bytes in the low 24 bits of `seq`: b0 << 4 ^ b1 << 2 ^ b2.
+inline std::size_t hash_of(std::uint32_t seq) {
+    return (seq << 4 & 0xFF0) ^ (seq >> 6 & 0x3FC) ^ (seq >> 16 & 0xFF);
+}
+
+// The three low bytes of `seq` are all equal.
+inline bool is_run(std::uint32_t seq) {
+    return ((seq ^ seq >> 8) & 0xFFFF) == 0;
+}
+
+// Whether a run of three equal bytes starts at one of the first four bytes of `word`.
+inline bool starts_run4(std::uint64_t word) {
+    // Byte k of `diff` is zero where bytes k, k + 1 and k + 2 are equal.
+    const std::uint64_t neighbours = word ^ word >> 8;
+    const auto diff = static_cast<std::uint32_t>(neighbours | neighbours >> 8);
+    return ((diff - 0x01010101) & ~diff & 0x80808080) != 0; // has a zero byte
+}
+
+// hash_of() for the positions 0..3 of an eight-byte word, computed in 16-bit lanes: one
+// word for the even positions and one for the odd.
+class hashes4 {
+public:
+    explicit hashes4(std::uint64_t word) {
+        constexpr std::uint64_t lanes = 0x00FF00FF00FF00FF;
+        const std::uint64_t even_bytes = word & lanes;
+        const std::uint64_t odd_bytes = word >> 8 & lanes;
+        // A lane holds one byte, so shifts by up to 16 bits move whole bytes between lanes
+        // without mixing them.
+        even_ = even_bytes << 4 ^ odd_bytes << 2 ^ even_bytes >> 16;
+        odd_ = odd_bytes << 4 ^ even_bytes >> 14 ^ odd_bytes >> 16;
+    }
+    std::size_t operator[](unsigned k) const {
+        return static_cast<std::size_t>(((k & 1) != 0 ? odd_ : even_) >> (16 * (k >> 1)) & 0xFFFF);
+    }
+
+private:
+    std::uint64_t even_;
+    std::uint64_t odd_;
+};
+
+// Length of the common prefix of a and b, at most 31, reading at most `readable` bytes from
+// each.
+inline std::size_t common_prefix31(const unsigned char* a, const unsigned char* b,
+                                   std::size_t readable) {
+    if (readable >= 32) {
+        for (std::size_t len = 0; len < 32; len += 8) {
+            // load64() puts the first byte lowest on any machine.
+            if (const std::uint64_t diff = load64(a + len) ^ load64(b + len))
+                return len + static_cast<std::size_t>(std::countr_zero(diff) >> 3);
+        }
+        return 31;
+    }
+    return common_prefix(a, b, std::min<std::size_t>(readable, 31), readable);
+}
+
+struct scan_result {
+    std::size_t pos;
+    std::size_t candidate; // the table entry pos replaced
+};
+
+// The steps of the encoder from pos while their bytes become literals: enters each position
+// into the table and stops at the first one where a run starts or whose candidate has the
+// same three bytes (the caller decides), or at `stop` (not entered). Positions before stop
+// have four bytes left, those before group_stop eight.
+inline scan_result scan_literals(const unsigned char* in, std::uint16_t* table, std::size_t pos,
+                                 std::size_t stop, std::size_t group_stop) {
+    for (;;) {
+        // Four positions from one eight-byte load, when none of them starts a run.
+        if (pos + 4 <= group_stop) {
+            const std::uint64_t word = load64(in + pos);
+            if (!starts_run4(word)) {
+                const hashes4 hashes(word);
+                std::size_t candidate;
+                // Probes position pos + k; true if the candidate's bytes are the same.
+                auto probe = [&](auto k) {
+                    constexpr unsigned shift = 8 * decltype(k)::value;
+                    const std::size_t h = hashes[k];
+                    candidate = table[h];
+                    table[h] = static_cast<std::uint16_t>(pos + k);
+                    // candidate <= pos + k, so its four bytes lie within the input.
+                    return ((load32(in + candidate) ^ static_cast<std::uint32_t>(word >> shift)) &
+                            0xFFFFFF) == 0;
+                };
+                if (probe(std::integral_constant<unsigned, 0>{}))
+                    return {pos, candidate};
+                if (probe(std::integral_constant<unsigned, 1>{}))
+                    return {pos + 1, candidate};
+                if (probe(std::integral_constant<unsigned, 2>{}))
+                    return {pos + 2, candidate};
+                if (probe(std::integral_constant<unsigned, 3>{}))
+                    return {pos + 3, candidate};
+                pos += 4;
+                continue;
+            }
+        }
+        if (pos == stop)
+            return {pos, 0};
+        const std::uint32_t seq = load32(in + pos) & 0xFFFFFF;
+        const std::size_t h = hash_of(seq);
+        const std::size_t candidate = table[h];
+        table[h] = static_cast<std::uint16_t>(pos);
+        if ((load32(in + candidate) & 0xFFFFFF) == seq || is_run(seq))
+            return {pos, candidate};
+        ++pos;
+    }
+}
+
+} // namespace
 
 std::uint16_t lzm_block_encoder_::encode(const char* input, std::size_t size) {
     // Offsets and table entries are 13-bit and 16-bit quantities.
     check(size <= lzm_block_input_limit, "LZM assert: block too large");
-    payload_.resize(payload_capacity);
     std::uint16_t* const table = hash_table_.data();
-    std::fill_n(table, hash_size, no_position);
+    // An entry of 0 stands for "no position" as well as for position 0, so no probe needs a
+    // separate emptiness test: an empty entry's bytes (those at 0) can only equal the current
+    // three bytes if their hash is the current one, and then position 0 did fill this entry.
+    std::fill_n(table, hash_size, std::uint16_t{0});
 
     const auto* const in = reinterpret_cast<const unsigned char*>(input);
     const std::size_t n = size;
@@ -184,26 +339,32 @@ std::uint16_t lzm_block_encoder_::encode(const char* input, std::size_t size) {
         anchor = pos;
     };
 
-    // The three bytes at `at`, the first in the low byte. With `wide`, one four-byte load,
-    // which needs at + 4 <= n.
-    auto load3 = [&](std::size_t at, auto wide) -> std::uint32_t {
-        if constexpr (decltype(wide)::value && std::endian::native == std::endian::little) {
-            std::uint32_t word;
-            std::memcpy(&word, in + at, 4);
-            return word & 0xFFFFFF;
+    const std::size_t fast_end = n > 3 ? n - 3 : 0;  // positions with four bytes left
+    const std::size_t group_end = n > 7 ? n - 7 : 0; // positions with eight bytes left
+    while (pos + 2 < n) {
+        // Literals up to the 63rd pending one need no flush: the common case, in a tight loop
+        // that stops where a run or a match may start.
+        const std::size_t stop = std::min(fast_end, anchor + max_literals);
+        const scan_result found = scan_literals(in, table, pos, stop, std::min(stop, group_end));
+        pos = found.pos;
+        std::size_t candidate = found.candidate;
+        std::uint32_t seq;
+        bool same; // the candidate's three bytes are seq
+        if (pos != stop) {
+            seq = load32(in + pos) & 0xFFFFFF;
+            same = (load32(in + candidate) & 0xFFFFFF) == seq;
         } else {
-            return std::uint32_t{in[at]} | std::uint32_t{in[at + 1]} << 8 |
-                   std::uint32_t{in[at + 2]} << 16;
+            // The step the scan leaves out: 63 literals pending, or the last three bytes.
+            if (pos + 2 >= n)
+                break;
+            seq = load24(in + pos);
+            const std::size_t h = hash_of(seq);
+            candidate = table[h];
+            table[h] = static_cast<std::uint16_t>(pos);
+            same = load24(in + candidate) == seq;
         }
-    };
-    // One step from pos, which has at least three bytes left.
-    auto step = [&](auto wide) {
-        const std::uint32_t seq = load3(pos, wide);
-        const unsigned h = ((seq & 0xFF) << 4) ^ (((seq >> 8) & 0xFF) << 2) ^ (seq >> 16);
-        const std::size_t candidate = table[h];
-        table[h] = static_cast<std::uint16_t>(pos);
 
-        if (((seq ^ seq >> 8) & 0xFFFF) == 0) [[unlikely]] {
+        if (is_run(seq)) {
             const unsigned char value = in[pos];
             const std::size_t limit = std::min<std::size_t>(255, n - pos);
             std::size_t count = 3;
@@ -214,28 +375,44 @@ std::uint16_t lzm_block_encoder_::encode(const char* input, std::size_t size) {
             out += put_repeat(out, 0, count, value);
             pos += count;
             anchor = pos;
-            return;
+            continue;
         }
 
-        // Below three equal bytes select() always answers "literal", so only candidates at
-        // least three bytes back are measured; an empty entry (0xFFFF) never qualifies. The
-        // table is cleared per block and only ever receives earlier positions, so no entry
-        // lies at or past pos and no check for that costs time here. The test is branch-free
-        // (whether the table had an entry is hard to predict); an unusable candidate probes
-        // position 0 instead, which is readable whenever pos is.
-        const std::size_t unusable = std::size_t{0} - (candidate + 3 > pos);
-        const std::size_t probe = candidate & ~unusable;
-        if (((load3(probe, wide) ^ seq) | (unusable & 1)) == 0) {
+        // Below three equal bytes select() always answers "literal", so a candidate less than
+        // three bytes back (or the empty entry at position 0) is no match.
+        if (same && candidate + 3 <= pos) {
             const std::size_t offset = pos - candidate;
-            const std::size_t limit = std::min({std::size_t{34}, offset, n - pos});
-            // Both ranges lie within the input, the candidate's before the current one.
-            const std::size_t len =
-                3 + common_prefix(in + candidate + 3, in + pos + 3, limit - 3, n - pos - 3);
-            const lzm_choice_ choice = select(pos - anchor, len, offset);
-            if (choice.flush_literals)
-                flush_literals();
-            const std::size_t lit = pos - anchor;
-            out += put_match_head(out, choice.kind, lit, len, offset, pos);
+            // Both ranges lie within the input, the candidate's before the current one; the
+            // common prefix may run past pos, as only its minimum with the offset counts.
+            const std::size_t len = std::min(
+                3 + common_prefix31(in + candidate + 3, in + pos + 3, n - pos - 3), offset);
+            std::size_t lit = pos - anchor;
+            if (lit <= 15 && len <= 34 && offset <= pos && offset <= 8191) {
+                // The common case: select() needs no flush, and with the limits above every
+                // check of the token writers holds for the token its rules pick. Tokens are
+                // stored as four bytes; the payload buffer has the room, and the literals or
+                // the next token overwrite the excess.
+                const auto m = static_cast<std::uint32_t>(len - 3);
+                const auto off = static_cast<std::uint32_t>(offset);
+                const auto l = static_cast<std::uint32_t>(lit);
+                if (l == 0 && off <= 4095 && m <= 3) {
+                    store32(out, 0x80 | m << 4 | swap16(off));
+                    out += 2;
+                } else if (off <= 511 && m <= 7 && l <= 3) {
+                    store32(out, 0x40 | l << 4 | m << 1 | swap16(off));
+                    out += 2;
+                } else {
+                    store32(out, 0xC0 | l << 2 | m >> 3 | (off >> 5) << 8 |
+                                     ((off & 0x1F) << 3 | (m & 7)) << 16);
+                    out += 3;
+                }
+            } else {
+                const lzm_choice_ choice = select(lit, len, offset);
+                if (choice.flush_literals)
+                    flush_literals();
+                lit = pos - anchor;
+                out += put_match_head(out, choice.kind, lit, len, offset, pos);
+            }
             // At most 15 literals: one 16-byte copy when the input allows, the payload buffer
             // has the room.
             if (anchor + 16 <= n)
@@ -245,17 +422,13 @@ std::uint16_t lzm_block_encoder_::encode(const char* input, std::size_t size) {
             out += lit;
             pos += len;
             anchor = pos;
-            return;
+            continue;
         }
 
-        if (pos - anchor == max_literals) [[unlikely]]
+        if (pos - anchor == max_literals)
             flush_literals();
         ++pos;
-    };
-    while (pos + 3 < n)
-        step(std::true_type{});
-    while (pos + 2 < n)
-        step(std::false_type{});
+    }
 
     // The last one or two bytes cannot start a run or a match.
     while (pos < n) {
@@ -267,9 +440,8 @@ std::uint16_t lzm_block_encoder_::encode(const char* input, std::size_t size) {
         flush_literals();
     check(pos == n, "LZM assert: compress size mismatch");
 
-    const auto length = static_cast<std::size_t>(out - begin);
-    payload_.resize(length);
-    return static_cast<std::uint16_t>(length);
+    length_ = static_cast<std::size_t>(out - begin);
+    return static_cast<std::uint16_t>(length_);
 }
 
 namespace {

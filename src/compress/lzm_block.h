@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace qel::detail {
@@ -44,11 +45,13 @@ public:
     // Encodes 0..8191 bytes into payload() and returns the payload length. Failed internal
     // checks, and more than 8191 bytes, throw compress_error "LZM assert: ...".
     std::uint16_t encode(const char* input, std::size_t size);
-    const std::vector<char>& payload() const { return payload_; }
+    // The payload of the last encode().
+    std::span<const char> payload() const { return {payload_.data(), length_}; }
 
 private:
     std::vector<std::uint16_t> hash_table_;
-    std::vector<char> payload_;
+    std::vector<char> payload_; // fixed size, with room for the encoder's chunked copies
+    std::size_t length_ = 0;
 };
 
 // Decodes one payload and appends the bytes to `out`; returns how many were appended.
