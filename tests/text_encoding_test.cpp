@@ -296,6 +296,13 @@ TEST(CodepageConversion, UnmappableUnitsAndFlags) {
     EXPECT_EQ(wide("a\xC3", codepage(65001)), units({0x61, 0xFFFD}));
 }
 
+TEST(CodepageConversion, LastCharacterIsNeverHeldBack) {
+    // Code pages with combining marks must not keep the final character waiting for one.
+    EXPECT_EQ(wide("a\xE0", codepage(1255)), units({0x61, 0x5D0}));
+    EXPECT_EQ(wide("Ab", codepage(1258)), L"Ab");
+    EXPECT_EQ(qel::char_to_wide('A', codepage(1258)), L'A');
+}
+
 TEST(CodepageConversion, UnknownCodepageGivesNothing) {
     const text_encoding unknown = codepage(7);
     EXPECT_EQ(wide("abc", unknown), L"");

@@ -229,6 +229,15 @@ TEST(TextFileRead, DetectsUnmarkedUtf16LittleEndian) {
     EXPECT_EQ(lines_of(s), (std::vector<std::wstring>{L"ello, world of text files", L"second"}));
 }
 
+TEST(TextFileRead, EightBitTextIsNotTakenForUtf16) {
+    temp_dir dir;
+    for (const std::string& content :
+         {std::string("abcb"), std::string("1 2 3 4 5 6 7 8 "), std::string("a,b,c,d,e,f,")}) {
+        auto s = reader(dir, content, enc(qel::cs_ansi, detect));
+        EXPECT_EQ(s.get_encoding().charset(), qel::cs_ansi) << content;
+    }
+}
+
 TEST(TextFileRead, WithoutSignatureTheRequestedEncodingStays) {
     temp_dir dir;
     auto plain =
@@ -278,6 +287,15 @@ TEST(TextFileRead, Utf16LineSequenceAndFlags) {
         EXPECT_EQ(line, L"");
         EXPECT_EQ(s.read_char(), L'\0');
     }
+}
+
+TEST(TextFileRead, FourByteSequenceBeyondUnicodeIsOneQuestionMark) {
+    temp_dir dir;
+    auto s = reader(dir, std::string("\xF4\x90\x80\x80\x80x\n"), enc(qel::cs_utf8));
+    std::wstring line;
+    s.read_line(line);
+    EXPECT_EQ(line, L"?x"); // every continuation byte belongs to the rejected sequence
+    EXPECT_FALSE(s.error());
 }
 
 TEST(TextFileRead, InvalidUtf8IsAnError) {

@@ -124,12 +124,15 @@ public:
     void get(int& day, int& month, int& year) const;
     bool is_valid() const;
 
+    // Day values wrap at 32 bits like every other count of the family.
     date& operator+=(int days) {
-        value_ += days;
+        value_ =
+            static_cast<int>(static_cast<unsigned int>(value_) + static_cast<unsigned int>(days));
         return *this;
     }
     date& operator-=(int days) {
-        value_ -= days;
+        value_ =
+            static_cast<int>(static_cast<unsigned int>(value_) - static_cast<unsigned int>(days));
         return *this;
     }
     date& operator++() { return *this += 1; }

@@ -5,6 +5,7 @@
 
 #include "platform/clock.h"
 
+#include <climits>
 #include <cmath>
 #include <cstdint>
 
@@ -12,6 +13,9 @@ namespace qel {
 namespace detail {
 
 std::int64_t round_half_away(double value) {
+    // What llround gives on x86 for values it cannot represent (and NaN): no undefined cast.
+    if (!(std::fabs(value) < 9.2e18))
+        return INT64_MIN;
     const double whole = std::trunc(value);
     const double rest = value - whole;
     if (rest >= 0.5)

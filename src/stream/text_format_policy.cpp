@@ -259,6 +259,22 @@ template <bool big_endian> struct utf16_format {
     static wchar_t read_unit(std::iostream& stream) {
         unsigned unit = read_file_unit(stream);
         if (wide_holds_code_points && is_high_surrogate(unit) && stream.good()) {
+            // Look at the next unit in the read-ahead when it is there...
+            if (auto* file = dynamic_cast<file_buffer*>(stream.rdbuf())) {
+                auto [first, last] = file->buffered_input();
+                if (last - first >= 2) {
+                    auto b0 = static_cast<unsigned char>(first[0]);
+                    auto b1 = static_cast<unsigned char>(first[1]);
+                    unsigned next =
+                        big_endian ? (unsigned{b0} << 8) | b1 : b0 | (unsigned{b1} << 8);
+                    if (!is_low_surrogate(next))
+                        return static_cast<wchar_t>(unit);
+                    file->consume(2);
+                    return static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) +
+                                                (next - 0xDC00));
+                }
+            }
+            // ...else read it and step back when it does not complete a pair.
             std::streambuf* buffer = stream.rdbuf();
             std::streamoff after_unit = buffer->pubseekoff(0, std::ios_base::cur);
             unsigned next = read_file_unit(stream);
@@ -356,8 +372,8 @@ struct utf8_format {
             code = (code << 6) | (traits::to_char_type(c) & 0x3F);
             buffer->sbumpc();
             ++count;
-            if (wide_holds_code_points && lead <= 0xF4 && count == 3)
-                return code <= 0x10FFFF ? static_cast<wchar_t>(code) : L'?';
+            if (wide_holds_code_points && lead <= 0xF4 && count == 3 && code <= 0x10FFFF)
+                return static_cast<wchar_t>(code);
         }
         return L'?';
     }

@@ -188,6 +188,11 @@ bool multibyte_to_wide(unsigned int codepage, const char* s, std::size_t n, std:
         ++in;
         --in_left;
     }
+    // Some decoders hold the last character back in case a combining mark follows.
+    if (::iconv(cd.get(), nullptr, nullptr, &to, &to_left) == static_cast<std::size_t>(-1)) {
+        out.clear();
+        return false;
+    }
     out.resize(n - to_left / sizeof(wchar_t));
     return true;
 }
@@ -224,8 +229,32 @@ bool wide_to_multibyte(unsigned int codepage, const wchar_t* s, std::size_t n, s
         in += sizeof(wchar_t);
         in_left -= sizeof(wchar_t);
     }
+    // Stateful code pages end with their shift back to the initial state.
+    char* to = chunk.data();
+    std::size_t to_left = chunk.size();
+    if (::iconv(cd.get(), nullptr, nullptr, &to, &to_left) == static_cast<std::size_t>(-1)) {
+        out.clear();
+        return false;
+    }
+    out.append(chunk.data(), chunk.size() - to_left);
     return true;
 }
+
+namespace {
+
+// Printable ASCII, tab and line ends only: what eight-bit text is made of, and what UTF-16
+// text never is (Latin UTF-16 has zero high bytes, other scripts high bytes from 0x80 up or
+// low bytes outside that set).
+bool all_eight_bit_text(const unsigned char* bytes, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+        unsigned char b = bytes[i];
+        if (!(b == '\t' || b == '\n' || b == '\r' || (b >= 0x20 && b < 0x7F)))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
 
 bool looks_like_utf16le(const char* bytes, std::size_t size) {
     // Unmarked UTF-16 LE text: whole units, no U+0000 or U+FFFF, one high byte (0 for Latin
@@ -251,7 +280,7 @@ bool looks_like_utf16le(const char* bytes, std::size_t size) {
         distinct_high += high_bytes[b] != 0;
         distinct_low += low_seen[b];
     }
-    return most * 2 > units && distinct_low > distinct_high;
+    return most * 2 > units && distinct_low > distinct_high && !all_eight_bit_text(p, size);
 }
 
 } // namespace qel::platform
