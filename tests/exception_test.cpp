@@ -1,4 +1,6 @@
 // Error classes: hierarchy, message storage, UTF-8 conversion of wide messages, copies.
+#include "test_support.h"
+
 #include <qel/exception.h>
 
 #include <gtest/gtest.h>
@@ -11,19 +13,9 @@
 
 namespace {
 
-std::wstring units(std::initializer_list<unsigned> list) {
-    std::wstring out;
-    for (unsigned u : list)
-        out.push_back(static_cast<wchar_t>(u));
-    return out;
-}
+using qel_test::bytes;
 
-std::string bytes(std::initializer_list<unsigned> list) {
-    std::string out;
-    for (unsigned b : list)
-        out.push_back(static_cast<char>(b));
-    return out;
-}
+using qel_test::units;
 
 // wide_what() of an exception whose narrow message is exactly `narrow`.
 std::wstring decoded(const std::string& narrow) {

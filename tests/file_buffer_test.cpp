@@ -1,4 +1,5 @@
 // The file stream buffer in binary and text mode, and the open routine of the file streams.
+#include "platform_support.h"
 #include "test_support.h"
 
 #include "platform/file.h"
@@ -23,15 +24,7 @@ using namespace std::string_literals;
 
 constexpr std::size_t buffer_size = 32 * 1024;
 
-platform::file_access access_of(bool read, bool write, platform::file_disposition disposition,
-                                bool append = false) {
-    platform::file_access access;
-    access.read = read;
-    access.write = write;
-    access.append = append;
-    access.disposition = disposition;
-    return access;
-}
+using qel_test::access_of;
 
 const platform::file_access reading =
     access_of(true, false, platform::file_disposition::open_existing);

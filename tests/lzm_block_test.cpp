@@ -1,5 +1,7 @@
 // The lzm block codec: token choice, token layouts, the encoder's output byte for byte, the
 // decoder's handling of valid and malformed payloads, and round trips.
+#include "test_support.h"
+
 #include "compress/lzm_block.h"
 
 #include <qel/exception.h>
@@ -15,14 +17,9 @@
 
 namespace {
 
-using namespace qel::detail;
+using qel_test::bytes;
 
-std::string bytes(std::initializer_list<unsigned> list) {
-    std::string out;
-    for (unsigned b : list)
-        out.push_back(static_cast<char>(b));
-    return out;
-}
+using namespace qel::detail;
 
 std::string encode(const std::string& in) {
     static lzm_block_encoder_ encoder; // reused, as the library does

@@ -1,5 +1,6 @@
 // The platform file layer: opening, transfer, sharing and attributes, plus the hidden-name rule
 // of the file streams as the attributes show it.
+#include "platform_support.h"
 #include "test_support.h"
 
 #include "platform/file.h"
@@ -27,15 +28,7 @@ constexpr bool windows = true;
 constexpr bool windows = false;
 #endif
 
-platform::file_access access_of(bool read, bool write, file_disposition disposition,
-                                bool append = false) {
-    platform::file_access access;
-    access.read = read;
-    access.write = write;
-    access.append = append;
-    access.disposition = disposition;
-    return access;
-}
+using qel_test::access_of;
 
 // A system file closed at the end of the scope.
 class handle {

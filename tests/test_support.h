@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
 #include <random>
 #include <string>
@@ -39,6 +40,21 @@ public:
 private:
     std::filesystem::path path_;
 };
+
+// Strings built from code unit and byte values, for expectations written as numbers.
+inline std::wstring units(std::initializer_list<unsigned> list) {
+    std::wstring out;
+    for (unsigned u : list)
+        out.push_back(static_cast<wchar_t>(u));
+    return out;
+}
+
+inline std::string bytes(std::initializer_list<unsigned> list) {
+    std::string out;
+    for (unsigned b : list)
+        out.push_back(static_cast<char>(b));
+    return out;
+}
 
 inline std::string read_bytes(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);

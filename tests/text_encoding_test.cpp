@@ -1,5 +1,7 @@
 // Text encodings: the packed encoding word, conversions between narrow and wide text under
 // each character set and code page, and the transliteration of Cyrillic text to ASCII.
+#include "test_support.h"
+
 #include <qel/text_encoding.h>
 
 #include <gtest/gtest.h>
@@ -12,23 +14,13 @@
 
 namespace {
 
+using qel_test::bytes;
+
+using qel_test::units;
+
 using qel::text_encoding;
 
 constexpr bool whole_code_points = sizeof(wchar_t) == 4;
-
-std::wstring units(std::initializer_list<unsigned> list) {
-    std::wstring out;
-    for (unsigned u : list)
-        out.push_back(static_cast<wchar_t>(u));
-    return out;
-}
-
-std::string bytes(std::initializer_list<unsigned> list) {
-    std::string out;
-    for (unsigned b : list)
-        out.push_back(static_cast<char>(b));
-    return out;
-}
 
 text_encoding codepage(unsigned short cp) {
     return text_encoding(qel::cs_codepage, cp, 0);

@@ -13,6 +13,10 @@
 
 namespace {
 
+using qel_test::bytes;
+
+using qel_test::units;
+
 using qel::E_CharSet;
 using qel::file_stream_mode;
 using qel::text_encoding;
@@ -28,20 +32,6 @@ const std::string bom = "\xEF\xBB\xBF";
 
 text_encoding enc(E_CharSet cs, unsigned flags = 0) {
     return text_encoding(cs, 0, flags);
-}
-
-std::string bytes(std::initializer_list<unsigned> list) {
-    std::string out;
-    for (unsigned b : list)
-        out.push_back(static_cast<char>(b));
-    return out;
-}
-
-std::wstring units(std::initializer_list<unsigned> list) {
-    std::wstring out;
-    for (unsigned u : list)
-        out.push_back(static_cast<wchar_t>(u));
-    return out;
 }
 
 // ASCII text as UTF-16 bytes (optionally with the signature) or as itself.

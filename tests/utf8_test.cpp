@@ -1,4 +1,6 @@
 // The library's UTF-8 codec: encoding one wide unit at a time and lenient decoding.
+#include "test_support.h"
+
 #include "core/utf8.h"
 
 #include <gtest/gtest.h>
@@ -8,26 +10,16 @@
 
 namespace {
 
+using qel_test::bytes;
+
+using qel_test::units;
+
 using qel::detail::append_utf8_;
 using qel::detail::append_wide_from_utf8_;
 using qel::detail::from_utf8_;
 using qel::detail::to_utf8_;
 
 constexpr bool whole_code_points = sizeof(wchar_t) == 4;
-
-std::wstring units(std::initializer_list<unsigned> list) {
-    std::wstring out;
-    for (unsigned u : list)
-        out.push_back(static_cast<wchar_t>(u));
-    return out;
-}
-
-std::string bytes(std::initializer_list<unsigned> list) {
-    std::string out;
-    for (unsigned b : list)
-        out.push_back(static_cast<char>(b));
-    return out;
-}
 
 TEST(Utf8Test, EncodesEachLengthClass) {
     EXPECT_EQ(to_utf8_(L""), "");
