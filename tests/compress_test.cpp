@@ -802,6 +802,25 @@ TEST(ZlibMethodTest, BrokenInputThrowsZlibError) {
     EXPECT_EQ(count, 0u);
 }
 
+TEST(ZlibMethodTest, FailingCallLeavesOldVectorBytesAlone) {
+    bytes packed;
+    qel::zlib_deflate(of("hello world"), packed);
+    packed.back() = static_cast<char>(packed.back() ^ 1); // Adler-32 no longer matches
+    for (bool streamed : {false, true}) {
+        bytes out(100, 'X');
+        std::istringstream is(str(packed));
+        auto call = [&] {
+            if (streamed)
+                qel::zlib_inflate(is, out);
+            else
+                qel::zlib_inflate(packed, out);
+        };
+        EXPECT_TRUE(throws_compress_error(call, "ZLIB error", -3));
+        // The bytes of the failing call are never emitted, so nothing was overwritten.
+        EXPECT_EQ(out, bytes(100, 'X'));
+    }
+}
+
 TEST(ZlibMethodTest, ConcatenatedStreamsDecompressToTheConcatenation) {
     const bytes a = of("first part, "), b = random_data(70000, 11);
     bytes pa, pb;

@@ -28,9 +28,10 @@ public:
         position_ += size;
     }
 
-    // Bytes the vector already holds past the write position, or as many as have been
-    // written: room to fill without reallocating often.
-    std::size_t room() const { return std::max(out_.size() - position_, position_); }
+    // Nothing the vector held lies past the write position.
+    bool at_end() const { return position_ == out_.size(); }
+    // As many bytes as have been written: room to fill without reallocating often.
+    std::size_t room() const { return position_; }
 
     // A writable area of `size` bytes at the write position, for producers that write in
     // place; close_area keeps the first `used` bytes of it.

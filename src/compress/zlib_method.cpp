@@ -96,24 +96,63 @@ private:
     Sink& sink_;
 };
 
-// ...or, for vector output, the vector itself, so the bytes are not copied a second time.
-// Nobody sees the pieces there, so they grow with the output: fewer calls, and less of
-// zlib's copying of its window after each call.
+// ...or, at the end of an output vector, the vector itself, so the bytes are not copied a
+// second time. Nobody sees the pieces there, so they grow with the output: fewer calls, and
+// less of zlib's copying of its window after each call. Where the vector still holds old
+// bytes past the write position, pieces go through the buffer, so that a failing call
+// leaves those bytes as they were.
 template <> class piece_output<vector_overwrite_sink_> {
 public:
-    piece_output(std::vector<char>&, vector_overwrite_sink_& sink) : sink_(sink) {}
+    piece_output(std::vector<char>& piece, vector_overwrite_sink_& sink)
+        : piece_(piece), sink_(sink) {}
     std::size_t size() const { return size_; }
     char* area() {
+        in_place_ = sink_.at_end();
+        if (!in_place_) {
+            size_ = piece_size;
+            return piece_.data();
+        }
         size_ = std::clamp(sink_.room(), piece_size, largest_area);
         return sink_.open_area(size_);
     }
-    void keep(std::size_t produced) { sink_.close_area(produced); }
-    void drop() { sink_.close_area(0); }
+    void keep(std::size_t produced) {
+        if (in_place_)
+            sink_.close_area(produced);
+        else
+            sink_.write(piece_.data(), produced);
+    }
+    void drop() {
+        if (in_place_)
+            sink_.close_area(0);
+    }
 
 private:
     static constexpr std::size_t largest_area = std::size_t{1} << 30;
+    std::vector<char>& piece_;
     vector_overwrite_sink_& sink_;
     std::size_t size_ = piece_size;
+    bool in_place_ = false;
+};
+
+// Memory input handed to zlib in slices its 32-bit counters can hold.
+class sliced_input {
+public:
+    sliced_input(const char* data, std::size_t size) : data_(data), left_(size) {}
+    // Gives zlib the next slice once it has used up the current one.
+    void top_up(zlib_stream& z) {
+        if (!z.input_used_up() || left_ == 0)
+            return;
+        std::size_t slice = std::min(left_, largest_slice);
+        z.set_input(data_, slice);
+        data_ += slice;
+        left_ -= slice;
+    }
+    bool last_slice_given() const { return left_ == 0; }
+
+private:
+    static constexpr std::size_t largest_slice = std::size_t{1} << 30;
+    const char* data_;
+    std::size_t left_;
 };
 
 // Deflates the available input with `flush`, passing each piece on, until a call leaves
@@ -149,8 +188,11 @@ template <class Sink> int inflate_pieces(zlib_stream& z, std::vector<char>& piec
 template <class Sink> void deflate_memory(const char* data, std::size_t size, Sink& sink) {
     zlib_stream z(zlib_stream::compress);
     std::vector<char> piece(piece_size);
-    z.set_input(data, size);
-    deflate_pieces(z, piece, Z_FINISH, sink);
+    sliced_input input(data, size);
+    do {
+        input.top_up(z);
+        deflate_pieces(z, piece, input.last_slice_given() ? Z_FINISH : Z_NO_FLUSH, sink);
+    } while (!input.last_slice_given());
 }
 
 template <class Source, class Sink>
@@ -174,13 +216,19 @@ void deflate_streamed(Source& source, Sink& sink, std::int64_t limit) {
 template <class Sink> void inflate_memory(const char* data, std::size_t size, Sink& sink) {
     zlib_stream z(zlib_stream::decompress);
     std::vector<char> piece(piece_size);
-    z.set_input(data, size);
+    sliced_input input(data, size);
+    input.top_up(z);
     for (;;) {
-        if (inflate_pieces(z, piece, sink) != Z_STREAM_END)
-            throw_zlib_error(Z_DATA_ERROR);
-        if (z.input_used_up())
+        if (inflate_pieces(z, piece, sink) != Z_STREAM_END) {
+            if (!z.input_used_up() || input.last_slice_given())
+                throw_zlib_error(Z_DATA_ERROR);
+            input.top_up(z); // the stream goes on in the next slice
+            continue;
+        }
+        if (z.input_used_up() && input.last_slice_given())
             return;
         z.restart(); // the next zlib stream follows
+        input.top_up(z);
     }
 }
 
@@ -225,8 +273,12 @@ public:
             zlib_.restart();
         stream_finished_ = false;
         istream_sink_ sink(*wrapped_);
-        zlib_.set_input(static_cast<const char*>(data), size);
-        deflate_pieces(zlib_, piece_, finish ? Z_FINISH : Z_NO_FLUSH, sink);
+        sliced_input input(static_cast<const char*>(data), size);
+        do {
+            input.top_up(zlib_);
+            int flush = finish && input.last_slice_given() ? Z_FINISH : Z_NO_FLUSH;
+            deflate_pieces(zlib_, piece_, flush, sink);
+        } while (!input.last_slice_given());
         stream_finished_ = finish;
     }
 

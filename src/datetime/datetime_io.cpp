@@ -36,13 +36,60 @@ void format_time(const time& value, const compiled_mask& mask, Ch sep, string<Ch
     detail::format_fields<Ch, false>(fields, mask, sep, out);
 }
 
+// The date and time parts of a timestamp, as its get_date() and get_time() give them.
+int date_part(const timestamp& value) {
+    return static_cast<int>(value.get() / per_day);
+}
+int time_part(const timestamp& value) {
+    return static_cast<int>(value.get() % per_day);
+}
+
 template <class Ch>
 void format_timestamp(const timestamp& value, const compiled_mask& date_mask, Ch date_sep,
                       Ch datetime_sep, const compiled_mask& time_mask, Ch time_sep,
                       string<Ch>& out) {
-    format_date(value.get_date(), date_mask, date_sep, out);
+    format_date(date(date_part(value)), date_mask, date_sep, out);
     out += datetime_sep;
-    format_time(value.get_time(), time_mask, time_sep, out);
+    format_time(time(time_part(value)), time_mask, time_sep, out);
+}
+
+// The entry points without masks: the text is written in one piece when every field is
+// plain digits, otherwise through the general steps.
+constexpr std::size_t date_length = detail::default_date_length;
+constexpr std::size_t time_length = detail::default_time_length;
+constexpr std::size_t timestamp_length = date_length + 1 + time_length;
+
+template <class Ch> void default_date_text(const date& value, string<Ch>& out) {
+    Ch text[date_length];
+    if (detail::format_default_date(value.get(), Ch('.'), text)) {
+        out.assign(text, date_length);
+        return;
+    }
+    out.clear();
+    format_date(value, detail::default_date_mask(), Ch('.'), out);
+}
+
+template <class Ch> void default_time_text(const time& value, string<Ch>& out) {
+    Ch text[time_length];
+    if (detail::format_default_time(value.get(), Ch(':'), text)) {
+        out.assign(text, time_length);
+        return;
+    }
+    out.clear();
+    format_time(value, detail::default_time_mask(), Ch(':'), out);
+}
+
+template <class Ch> void default_timestamp_text(const timestamp& value, string<Ch>& out) {
+    Ch text[timestamp_length];
+    if (detail::format_default_date(date_part(value), Ch('.'), text) &&
+        detail::format_default_time(time_part(value), Ch(':'), text + date_length + 1)) {
+        text[date_length] = Ch(' ');
+        out.assign(text, timestamp_length);
+        return;
+    }
+    out.clear();
+    format_timestamp(value, detail::default_date_mask(), Ch('.'), Ch(' '),
+                     detail::default_time_mask(), Ch(':'), out);
 }
 
 template <class Ch>
@@ -61,14 +108,57 @@ bool extract_time(view<Ch> text, const compiled_mask& mask, Ch sep, std::uint64_
     int fields[4];
     if (!detail::parse_fields<Ch, false>(text, mask, sep, pos, end, fields))
         return false;
-    value.put(detail::hms_to_tv_(fields[0], fields[1], fields[2], fields[3]));
+    // The fields are in range, so the count needs no wrapping.
+    value.put(((fields[0] * 60 + fields[1]) * 60 + fields[2]) * 100 + fields[3]);
     return true;
+}
+
+template <class Ch>
+bool default_extract_date(view<Ch> text, std::uint64_t pos, std::uint64_t& end, date& value) {
+    if (pos <= text.size() && text.size() - pos >= date_length) {
+        int dv = 0;
+        switch (detail::parse_default_date(text.data() + pos, Ch('.'), dv)) {
+        case detail::plain_parse::accepted:
+            value.put(dv);
+            end = pos + date_length;
+            return true;
+        case detail::plain_parse::refused:
+            return false;
+        case detail::plain_parse::not_plain:
+            break;
+        }
+    }
+    return extract_date(text, detail::default_date_mask(), Ch('.'), pos, end, value);
+}
+
+template <class Ch>
+bool default_extract_time(view<Ch> text, std::uint64_t pos, std::uint64_t& end, time& value) {
+    if (pos <= text.size() && text.size() - pos >= time_length) {
+        int tv = 0;
+        switch (detail::parse_default_time(text.data() + pos, Ch(':'), tv)) {
+        case detail::plain_parse::accepted:
+            value.put(tv);
+            end = pos + time_length;
+            return true;
+        case detail::plain_parse::refused:
+            return false;
+        case detail::plain_parse::not_plain:
+            break;
+        }
+    }
+    return extract_time(text, detail::default_time_mask(), Ch(':'), pos, end, value);
 }
 
 template <class Ch, class T, class Extract>
 bool whole_text(view<Ch> text, const compiled_mask& mask, Ch sep, T& value, Extract extract) {
     std::uint64_t end = 0;
     return extract(text, mask, sep, 0, end, value) && end == text.size();
+}
+
+template <class Ch, class T, class Extract>
+bool whole_text(view<Ch> text, T& value, Extract extract) {
+    std::uint64_t end = 0;
+    return extract(text, 0, end, value) && end == text.size();
 }
 
 template <class Ch>
@@ -84,6 +174,22 @@ bool parse_timestamp(view<Ch> text, const compiled_mask& date_mask, Ch date_sep,
         return false;
     value.put(day, clock);
     return true;
+}
+
+template <class Ch> bool default_parse_timestamp(view<Ch> text, timestamp& value) {
+    if (text.size() == timestamp_length && text[date_length] == Ch(' ')) {
+        int dv = 0, tv = 0;
+        const auto day = detail::parse_default_date(text.data(), Ch('.'), dv);
+        const auto clock = detail::parse_default_time(text.data() + date_length + 1, Ch(':'), tv);
+        if (day != detail::plain_parse::not_plain && clock != detail::plain_parse::not_plain) {
+            if (day != detail::plain_parse::accepted || clock != detail::plain_parse::accepted)
+                return false;
+            value.put(std::int64_t{dv} * per_day + tv);
+            return true;
+        }
+    }
+    return parse_timestamp(text, detail::default_date_mask(), Ch('.'), Ch(' '),
+                           detail::default_time_mask(), Ch(':'), value);
 }
 
 template <class Ch> void format_period(const time_period& value, string<Ch>& out) {
@@ -166,12 +272,10 @@ void to_str(const date& value, const std::wstring& mask, wchar_t sep, std::wstri
     format_date(value, compiled, sep, out);
 }
 void to_str(const date& value, std::string& out) {
-    out.clear();
-    format_date(value, detail::default_date_mask(), '.', out);
+    default_date_text(value, out);
 }
 void to_str(const date& value, std::wstring& out) {
-    out.clear();
-    format_date(value, detail::default_date_mask(), L'.', out);
+    default_date_text(value, out);
 }
 std::string to_string(const date& value, const std::string& mask, char sep) {
     std::string out;
@@ -207,12 +311,10 @@ void to_str(const time& value, const std::wstring& mask, wchar_t sep, std::wstri
     format_time(value, compiled, sep, out);
 }
 void to_str(const time& value, std::string& out) {
-    out.clear();
-    format_time(value, detail::default_time_mask(), ':', out);
+    default_time_text(value, out);
 }
 void to_str(const time& value, std::wstring& out) {
-    out.clear();
-    format_time(value, detail::default_time_mask(), L':', out);
+    default_time_text(value, out);
 }
 std::string to_string(const time& value, const std::string& mask, char sep) {
     std::string out;
@@ -253,14 +355,10 @@ void to_str(const timestamp& value, const std::wstring& date_mask, wchar_t date_
     format_timestamp(value, dm, date_sep, datetime_sep, tm, time_sep, out);
 }
 void to_str(const timestamp& value, std::string& out) {
-    out.clear();
-    format_timestamp(value, detail::default_date_mask(), '.', ' ', detail::default_time_mask(), ':',
-                     out);
+    default_timestamp_text(value, out);
 }
 void to_str(const timestamp& value, std::wstring& out) {
-    out.clear();
-    format_timestamp(value, detail::default_date_mask(), L'.', L' ', detail::default_time_mask(),
-                     L':', out);
+    default_timestamp_text(value, out);
 }
 std::string to_string(const timestamp& value, const std::string& date_mask, char date_sep,
                       char datetime_sep, const std::string& time_mask, char time_sep) {
@@ -296,11 +394,11 @@ bool extract_from_str(const std::wstring& text, const std::wstring& mask, wchar_
     return extract_date<wchar_t>(text, checked(mask, date_mask_kind), sep, pos, end, value);
 }
 bool extract_from_str(const std::string& text, std::uint64_t pos, std::uint64_t& end, date& value) {
-    return extract_date<char>(text, detail::default_date_mask(), '.', pos, end, value);
+    return default_extract_date<char>(text, pos, end, value);
 }
 bool extract_from_str(const std::wstring& text, std::uint64_t pos, std::uint64_t& end,
                       date& value) {
-    return extract_date<wchar_t>(text, detail::default_date_mask(), L'.', pos, end, value);
+    return default_extract_date<wchar_t>(text, pos, end, value);
 }
 bool extract_from_str(const std::string& text, const std::string& mask, char sep, std::uint64_t pos,
                       std::uint64_t& end, time& value) {
@@ -311,11 +409,11 @@ bool extract_from_str(const std::wstring& text, const std::wstring& mask, wchar_
     return extract_time<wchar_t>(text, checked(mask, time_mask_kind), sep, pos, end, value);
 }
 bool extract_from_str(const std::string& text, std::uint64_t pos, std::uint64_t& end, time& value) {
-    return extract_time<char>(text, detail::default_time_mask(), ':', pos, end, value);
+    return default_extract_time<char>(text, pos, end, value);
 }
 bool extract_from_str(const std::wstring& text, std::uint64_t pos, std::uint64_t& end,
                       time& value) {
-    return extract_time<wchar_t>(text, detail::default_time_mask(), L':', pos, end, value);
+    return default_extract_time<wchar_t>(text, pos, end, value);
 }
 
 bool from_str(const std::string& text, const std::string& mask, char sep, date& value) {
@@ -326,11 +424,10 @@ bool from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep, d
                                extract_date<wchar_t>);
 }
 bool from_str(const std::string& text, date& value) {
-    return whole_text<char>(text, detail::default_date_mask(), '.', value, extract_date<char>);
+    return whole_text<char>(text, value, default_extract_date<char>);
 }
 bool from_str(const std::wstring& text, date& value) {
-    return whole_text<wchar_t>(text, detail::default_date_mask(), L'.', value,
-                               extract_date<wchar_t>);
+    return whole_text<wchar_t>(text, value, default_extract_date<wchar_t>);
 }
 date from_str(const std::string& text, const date& def) {
     date value;
@@ -349,11 +446,10 @@ bool from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep, t
                                extract_time<wchar_t>);
 }
 bool from_str(const std::string& text, time& value) {
-    return whole_text<char>(text, detail::default_time_mask(), ':', value, extract_time<char>);
+    return whole_text<char>(text, value, default_extract_time<char>);
 }
 bool from_str(const std::wstring& text, time& value) {
-    return whole_text<wchar_t>(text, detail::default_time_mask(), L':', value,
-                               extract_time<wchar_t>);
+    return whole_text<wchar_t>(text, value, default_extract_time<wchar_t>);
 }
 time from_str(const std::string& text, const time& def) {
     time value;
@@ -380,12 +476,10 @@ bool from_str(const std::wstring& text, const std::wstring& date_mask, wchar_t d
     return parse_timestamp<wchar_t>(text, dm, date_sep, datetime_sep, tm, time_sep, value);
 }
 bool from_str(const std::string& text, timestamp& value) {
-    return parse_timestamp<char>(text, detail::default_date_mask(), '.', ' ',
-                                 detail::default_time_mask(), ':', value);
+    return default_parse_timestamp<char>(text, value);
 }
 bool from_str(const std::wstring& text, timestamp& value) {
-    return parse_timestamp<wchar_t>(text, detail::default_date_mask(), L'.', L' ',
-                                    detail::default_time_mask(), L':', value);
+    return default_parse_timestamp<wchar_t>(text, value);
 }
 timestamp from_str(const std::string& text, const timestamp& def) {
     timestamp value;

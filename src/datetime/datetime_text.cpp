@@ -104,11 +104,6 @@ constexpr int digit_count(unsigned int magnitude) {
     return count;
 }
 
-constexpr char digit_pairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
-
 // Smallest number with more digits than the index, for widths up to 9.
 constexpr unsigned int too_wide[10] = {1,      10,      100,      1000,      10000,
                                        100000, 1000000, 10000000, 100000000, 1000000000};
