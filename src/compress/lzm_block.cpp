@@ -28,6 +28,19 @@ inline void copy16(char* to, const char* from) {
     std::memcpy(to, chunk, 16);
 }
 
+// Appends a match (at most 34 bytes) with up to three 16-byte copies, which may run into the
+// slack past the output; since len <= off, every byte copied comes from before `o`.
+inline char* copy_match(char* o, std::size_t off, std::size_t len) {
+    const char* from = o - off;
+    copy16(o, from);
+    if (len > 16) {
+        copy16(o + 16, from + 16);
+        if (len > 32)
+            copy16(o + 32, from + 32);
+    }
+    return o + len;
+}
+
 inline void check(bool ok, const char* message) {
     if (!ok) [[unlikely]]
         fail(message);
@@ -536,14 +549,7 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
             copy16(o, reinterpret_cast<const char*>(p + size_of));
             o += lit;
             p += advance[t];
-            const char* from = o - off;
-            copy16(o, from);
-            if (len > 16) {
-                copy16(o + 16, from + 16);
-                if (len > 32)
-                    copy16(o + 32, from + 32);
-            }
-            o += len;
+            o = copy_match(o, off, len);
         } else if (t != 0) {
             if (t >= avail() || t > room_now)
                 break;
@@ -619,14 +625,7 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
                 fail_here(too_large);
             // Chunked copy may write up to 47 bytes past o into the slack and read bytes
             // past o; every byte inside the match comes from before o because len <= off.
-            const char* from = o - off;
-            copy16(o, from);
-            if (len > 16) {
-                copy16(o + 16, from + 16);
-                if (len > 32)
-                    copy16(o + 32, from + 32);
-            }
-            o += len;
+            o = copy_match(o, off, len);
         } else if (t != 0) {
             if (t > avail())
                 fail_here(out_of_input);
