@@ -172,7 +172,7 @@ bool parse_timestamp(view<Ch> text, const compiled_mask& date_mask, Ch date_sep,
         !extract_time(text, time_mask, time_sep, date_end + 1, time_end, clock) ||
         time_end != text.size())
         return false;
-    value.put(day, clock);
+    value.put(day.get() * per_day + clock.get());
     return true;
 }
 
