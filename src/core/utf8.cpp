@@ -47,10 +47,12 @@ bool decode_four_byte(const unsigned char* p, const unsigned char* end, std::uin
 } // namespace
 
 void append_utf8_(std::string& out, std::wstring_view text) {
-    std::size_t used = out.size();
-    out.resize(used + text.size() * 4);
-    char* p = out.data() + used;
+    // Room for one byte a unit first: most text is mostly ASCII, and the string is
+    // zero-filled as it grows. The first unit that needs more makes room for the worst case.
     const std::size_t n = text.size();
+    out.resize(out.size() + n);
+    char* p = out.data() + out.size() - n;
+    bool worst_case_room = false;
     std::size_t i = 0;
     while (i < n) {
         // Runs of ASCII sixteen units at a time, narrowed from a local copy; after a block
@@ -75,10 +77,17 @@ void append_utf8_(std::string& out, std::wstring_view text) {
             std::uint32_t u = static_cast<std::uint32_t>(text[i]);
             if (!wide_holds_code_points)
                 u &= 0xFFFF;
-            if (u < 0x80)
+            if (u < 0x80) {
                 *p++ = static_cast<char>(u);
-            else
-                p = encode_unit(p, u);
+                continue;
+            }
+            if (!worst_case_room) {
+                const auto written = static_cast<std::size_t>(p - out.data());
+                out.resize(written + 4 * (n - i));
+                p = out.data() + written;
+                worst_case_room = true;
+            }
+            p = encode_unit(p, u);
         }
     }
     out.resize(static_cast<std::size_t>(p - out.data()));
