@@ -362,13 +362,16 @@ TEST(LzmDecoder, SizeLimit) {
         EXPECT_EQ(decode_error(payload + literal_runs(pattern(40))),
                   "LZM decompressed data size too large");
     }
-    // An oversized block is refused before it is written out.
+    // An oversized block is decoded to its end before its size is refused: every byte stays
+    // appended, and an input fault further on is the one reported.
     std::string huge;
     for (int i = 0; i < 3000; ++i)
         huge += bytes({0x00, 0xFF, 0x00});
     std::vector<char> out;
     EXPECT_THROW(lzm_decode_block_(huge.data(), huge.size(), out), qel::compress_error);
-    EXPECT_EQ(out.size(), 8160u);
+    EXPECT_EQ(out.size(), 3000u * 255u);
+    EXPECT_EQ(decode_error(huge + bytes({0x05, 0x61})), "out of input buffer error");
+    EXPECT_EQ(decode_error(huge + bytes({0x80, 0x00})), "LZM assert: match offset out of block");
 }
 
 TEST(LzmDecoder, InvalidMatches) {

@@ -510,6 +510,76 @@ constexpr std::array<std::uint8_t, 256> advance = [] {
     return sizes;
 }();
 
+// Reads the operand bytes of a match token whose first byte is `t`; false when the payload
+// ends first.
+bool read_match(unsigned t, const unsigned char*& p, const unsigned char* end, std::size_t& lit,
+                std::size_t& len, std::size_t& off) {
+    if (p == end)
+        return false;
+    const unsigned b = *p++;
+    switch (t >> 6) {
+    case 1:
+        lit = (t >> 4) & 3;
+        len = ((t >> 1) & 7) + 3;
+        off = (t & 1) << 8 | b;
+        return true;
+    case 2:
+        lit = 0;
+        len = ((t >> 4) & 3) + 3;
+        off = (t & 0x0F) << 8 | b;
+        return true;
+    default: {
+        if (p == end)
+            return false;
+        const unsigned b2 = *p++;
+        lit = (t >> 2) & 0x0F;
+        len = ((t & 3) << 3 | (b2 & 7)) + 3;
+        off = b << 5 | b2 >> 3;
+        return true;
+    }
+    }
+}
+
+// Decodes the rest of a block from the token at `p` once it no longer fits its 8191 bytes,
+// into a vector that grows freely (a payload of 65535 bytes gives at most about 5.6 MB), with
+// every check; at the end the size is refused. Every byte decoded stays appended.
+[[noreturn, gnu::cold, gnu::noinline]] void finish_oversized(const unsigned char* p,
+                                                             const unsigned char* end,
+                                                             std::vector<char>& out,
+                                                             std::size_t base, std::size_t kept) {
+    out.resize(kept);
+    auto take = [&](std::size_t count) {
+        if (static_cast<std::size_t>(end - p) < count)
+            throw compress_error("out of input buffer error", 0);
+        out.insert(out.end(), p, p + count);
+        p += count;
+    };
+    while (p != end) {
+        const unsigned t = *p++;
+        if (t >= 0x40) {
+            std::size_t lit, len, off;
+            if (!read_match(t, p, end, lit, len, off))
+                throw compress_error("out of input buffer error", 0);
+            take(lit);
+            if (off == 0 || off > out.size() - base)
+                throw compress_error("LZM assert: match offset out of block", 0);
+            if (len > off)
+                throw compress_error("LZM assert: match overlaps its output", 0);
+            const std::size_t from = out.size() - off;
+            for (std::size_t i = 0; i < len; ++i)
+                out.push_back(out[from + i]);
+        } else if (t != 0) {
+            take(t);
+        } else {
+            if (end - p < 2)
+                throw compress_error("out of input buffer error", 0);
+            out.insert(out.end(), p[0], static_cast<char>(p[1]));
+            p += 2;
+        }
+    }
+    throw compress_error("LZM decompressed data size too large", 0);
+}
+
 } // namespace
 
 std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector<char>& out) {
@@ -527,7 +597,6 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
         fail_decode(out, base + static_cast<std::size_t>(o - first), message);
     };
     constexpr const char* out_of_input = "out of input buffer error";
-    constexpr const char* too_large = "LZM decompressed data size too large";
 
     // Fast loop while a whole token plus a 16-byte literal chunk is left in the payload. It
     // takes only tokens that are valid and fit; anything else is left to the careful loop
@@ -577,38 +646,24 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
     }
 
     while (p != end) {
+        const unsigned char* const token = p;
+        char* const token_output = o;
+        // A block that grows past its limit is decoded to its end all the same, so a later
+        // input fault is the one reported; then its size is refused.
+        auto refuse_size = [&] {
+            finish_oversized(token, end, out, base,
+                             base + static_cast<std::size_t>(token_output - first));
+        };
         const unsigned t = *p++;
         if (t >= 0x40) {
-            if (p == end)
-                fail_here(out_of_input);
-            const unsigned b = *p++;
             std::size_t lit, len, off;
-            switch (t >> 6) {
-            case 1:
-                lit = (t >> 4) & 3;
-                len = ((t >> 1) & 7) + 3;
-                off = (t & 1) << 8 | b;
-                break;
-            case 2:
-                lit = 0;
-                len = ((t >> 4) & 3) + 3;
-                off = (t & 0x0F) << 8 | b;
-                break;
-            default: {
-                if (p == end)
-                    fail_here(out_of_input);
-                const unsigned b2 = *p++;
-                lit = (t >> 2) & 0x0F;
-                len = ((t & 3) << 3 | (b2 & 7)) + 3;
-                off = b << 5 | b2 >> 3;
-                break;
-            }
-            }
+            if (!read_match(t, p, end, lit, len, off))
+                fail_here(out_of_input);
             if (lit != 0) {
                 if (lit > avail())
                     fail_here(out_of_input);
                 if (lit > room())
-                    fail_here(too_large);
+                    refuse_size();
                 // At most 15 literals: one chunk when the payload has 16 bytes left.
                 if (avail() >= 16)
                     copy16(o, reinterpret_cast<const char*>(p));
@@ -622,7 +677,7 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
             if (len > off)
                 fail_here("LZM assert: match overlaps its output");
             if (len > room())
-                fail_here(too_large);
+                refuse_size();
             // Chunked copy may write up to 47 bytes past o into the slack and read bytes
             // past o; every byte inside the match comes from before o because len <= off.
             o = copy_match(o, off, len);
@@ -630,7 +685,7 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
             if (t > avail())
                 fail_here(out_of_input);
             if (t > room())
-                fail_here(too_large);
+                refuse_size();
             std::memcpy(o, p, t);
             o += t;
             p += t;
@@ -639,7 +694,7 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
                 fail_here(out_of_input);
             const std::size_t count = p[0];
             if (count > room())
-                fail_here(too_large);
+                refuse_size();
             std::memset(o, p[1], count);
             o += count;
             p += 2;
