@@ -94,18 +94,22 @@ template <class Output> void inflate_memory(const char* data, std::size_t size, 
     }
 }
 
+// Reads the next block's payload from a streamed source; false at the normal end.
+template <class Source> bool read_block(Source& source, std::vector<char>& payload) {
+    header_bytes header;
+    std::size_t got = source.read(header.data(), header.size());
+    if (got == 0)
+        return false;
+    payload.resize(payload_size_of(header.data(), got));
+    source.read_exactly(payload.data(), payload.size());
+    return true;
+}
+
 template <class Source, class Output> void inflate_streamed(Source& source, Output& output) {
     block_output<Output> blocks(output);
     std::vector<char> payload;
-    for (;;) {
-        header_bytes header;
-        std::size_t got = source.read(header.data(), header.size());
-        if (got == 0)
-            break;
-        payload.resize(payload_size_of(header.data(), got));
-        source.read_exactly(payload.data(), payload.size());
+    while (read_block(source, payload))
         blocks.decode(payload.data(), payload.size());
-    }
 }
 
 class lzm_deflate_stream_impl_ final : public basic_deflate_stream_impl_ {
@@ -134,12 +138,8 @@ public:
     // One block per call.
     bool inflate_data(std::vector<char>& out) override {
         istream_source_ source(*wrapped_);
-        header_bytes header;
-        std::size_t got = source.read(header.data(), header.size());
-        if (got == 0)
+        if (!read_block(source, payload_))
             return false;
-        payload_.resize(payload_size_of(header.data(), got));
-        source.read_exactly(payload_.data(), payload_.size());
         lzm_decode_block_(payload_.data(), payload_.size(), out);
         return true;
     }

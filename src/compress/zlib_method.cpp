@@ -232,6 +232,27 @@ template <class Sink> void inflate_memory(const char* data, std::size_t size, Si
     }
 }
 
+// How inflating one chunk of streamed input ended.
+enum class chunk_end {
+    input_finished,  // a zlib stream ended with the chunk, and the source is at its end
+    stream_complete, // the chunk is used up right after a complete zlib stream
+    stream_open,     // the chunk is used up inside a zlib stream
+};
+
+// Inflates the chunk given to `z`, starting a new zlib stream after each complete one.
+template <class Sink>
+chunk_end inflate_chunk(zlib_stream& z, std::vector<char>& piece, Sink& sink, bool source_ended) {
+    for (;;) {
+        if (inflate_pieces(z, piece, sink) != Z_STREAM_END)
+            return chunk_end::stream_open;
+        if (z.input_used_up() && source_ended)
+            return chunk_end::input_finished;
+        z.restart();
+        if (z.input_used_up())
+            return chunk_end::stream_complete;
+    }
+}
+
 template <class Source, class Sink> void inflate_streamed(Source& source, Sink& sink) {
     zlib_stream z(zlib_stream::decompress);
     std::vector<char> piece(piece_size);
@@ -244,18 +265,12 @@ template <class Source, class Sink> void inflate_streamed(Source& source, Sink& 
                 return;
             throw_zlib_error(Z_DATA_ERROR);
         }
-        bool source_ended = source.at_end();
+        const bool source_ended = source.at_end();
         z.set_input(chunk.data(), got);
-        for (;;) {
-            complete = inflate_pieces(z, piece, sink) == Z_STREAM_END;
-            if (!complete)
-                break;
-            if (z.input_used_up() && source_ended)
-                return;
-            z.restart();
-            if (z.input_used_up())
-                break;
-        }
+        chunk_end end = inflate_chunk(z, piece, sink, source_ended);
+        if (end == chunk_end::input_finished)
+            return;
+        complete = end == chunk_end::stream_complete;
     }
 }
 
@@ -307,18 +322,10 @@ public:
             throw_input_error_();
         if (got == 0)
             return false;
-        bool source_ended = source.at_end();
+        const bool source_ended = source.at_end();
         zlib_.set_input(chunk_.data(), got);
         append_sink sink{out};
-        for (;;) {
-            if (inflate_pieces(zlib_, piece_, sink) != Z_STREAM_END)
-                return true;
-            if (zlib_.input_used_up() && source_ended)
-                return false;
-            zlib_.restart();
-            if (zlib_.input_used_up())
-                return true;
-        }
+        return inflate_chunk(zlib_, piece_, sink, source_ended) != chunk_end::input_finished;
     }
 
 private:

@@ -88,10 +88,16 @@ bool file_buffer::start_writing() {
     return true;
 }
 
+bool file_buffer::write_put_area() {
+    bool ok = write_out(pbase(), static_cast<std::size_t>(pptr() - pbase()));
+    setp(pbase(), epptr());
+    return ok;
+}
+
 bool file_buffer::stop_writing() {
     if (!writing())
         return true;
-    bool ok = write_out(pbase(), static_cast<std::size_t>(pptr() - pbase()));
+    bool ok = write_put_area();
     setp(nullptr, nullptr);
     return ok;
 }
@@ -225,12 +231,8 @@ file_buffer::int_type file_buffer::overflow(int_type c) {
         return traits_type::eof();
     if (traits_type::eq_int_type(c, traits_type::eof()))
         return traits_type::not_eof(c);
-    if (pptr() == epptr()) {
-        bool ok = write_out(pbase(), static_cast<std::size_t>(pptr() - pbase()));
-        setp(pbase(), epptr());
-        if (!ok)
-            return traits_type::eof();
-    }
+    if (pptr() == epptr() && !write_put_area())
+        return traits_type::eof();
     *pptr() = traits_type::to_char_type(c);
     pbump(1);
     return c;
@@ -246,12 +248,8 @@ std::streamsize file_buffer::xsputn(const char* in, std::streamsize count) {
     }
     std::streamsize copied = 0;
     while (copied < count) {
-        if (pptr() == epptr()) {
-            bool ok = write_out(pbase(), static_cast<std::size_t>(pptr() - pbase()));
-            setp(pbase(), epptr());
-            if (!ok)
-                break;
-        }
+        if (pptr() == epptr() && !write_put_area())
+            break;
         std::streamsize n = std::min<std::streamsize>(epptr() - pptr(), count - copied);
         std::memcpy(pptr(), in + copied, static_cast<std::size_t>(n));
         pbump(static_cast<int>(n));
@@ -263,12 +261,8 @@ std::streamsize file_buffer::xsputn(const char* in, std::streamsize count) {
 int file_buffer::sync() {
     if (!is_open())
         return 0;
-    if (writing()) {
-        bool ok = write_out(pbase(), static_cast<std::size_t>(pptr() - pbase()));
-        setp(pbase(), epptr());
-        if (!ok)
-            return -1;
-    }
+    if (writing() && !write_put_area())
+        return -1;
     if (commit_ && !platform::commit_file(file_))
         return -1;
     return 0;

@@ -56,6 +56,8 @@ private:
     bool writing() const { return pbase() != nullptr; }
     // Moves the system position to where the reader stands and drops the read-ahead.
     bool stop_reading();
+    // Writes the put area out and empties it.
+    bool write_put_area();
     // Writes the put area out and leaves writing.
     bool stop_writing();
     bool write_out(const char* data, std::size_t size);
