@@ -414,11 +414,28 @@ TEST(CompressShellTest, StateQuestionsGoToTheWrappedStream) {
         EXPECT_EQ(i.get_interface().get_size(), 12345);
         EXPECT_EQ(std::streamoff(i.get_interface().get_pos(in)), 77);
     }
+    // A moved-from stream is spent: it moves no bytes and is never ok.
+    recording_target target;
+    qel::deflate_stream from(target, lzm);
+    qel::deflate_stream to(std::move(from));
+    qel::inflate_stream source(target, lzm);
+    qel::inflate_stream(std::move(source)).reset();
+    from.write("abc", 3);
+    from.flush();
+    char c = 'x';
+    std::size_t count = 7;
+    source.read(&c, 1, &count);
+    for (qel::basic_compress_stream* spent : {static_cast<qel::basic_compress_stream*>(&from),
+                                              static_cast<qel::basic_compress_stream*>(&source)}) {
+        EXPECT_FALSE(spent->ok());
+        EXPECT_TRUE(spent->error());
+    }
+    EXPECT_EQ(count, 0u);
+    EXPECT_TRUE(target.written.empty());
     // A failing source stops the zlib decompressing stream with "input stream error".
     recording_target failing;
     failing.error_answer = true;
     qel::inflate_stream z(failing, zlib);
-    char c = 0;
     EXPECT_TRUE(throws_compress_error([&] { z.read(&c, 1); }, "input stream error"));
 }
 

@@ -299,6 +299,16 @@ TEST(TimeInterval, CountsHundredthsAndRoundsHalvesAway) {
     EXPECT_EQ(big.milliseconds(), 70);
     EXPECT_EQ(big.to_period().get(), 70);
     EXPECT_EQ(time_interval(-5).milliseconds(), -50);
+
+    // 64-bit counts wrap instead of overflowing; days beyond an int still print.
+    timestamp last(INT64_MAX);
+    last += time_interval(1);
+    EXPECT_EQ(last.get(), INT64_MIN);
+    time_interval lowest(INT64_MIN);
+    lowest -= time_interval(1);
+    EXPECT_EQ(lowest.get(), INT64_MAX);
+    EXPECT_EQ(qel::to_string(time_interval(8640000LL * 3000000000LL)), "3000000000 00:00:00:00");
+    EXPECT_EQ(qel::to_string(time_interval(INT64_MIN)).substr(0, 15), "-1067519911673 ");
 }
 
 // Mask rules
@@ -506,10 +516,12 @@ TEST(Parsing, Intervals) {
     EXPECT_EQ(i.get(), 12960000);
     EXPECT_TRUE(qel::from_str(std::wstring(L" -1 12:00:00:00"), i));
     EXPECT_EQ(i.get(), -4320000);
+    EXPECT_TRUE(qel::from_str(std::string("5\t01:00:00:00"), i)); // a tab is a blank too
+    EXPECT_EQ(i.get(), 5 * 8640000 + 360000);
     for (const char* text : {"1 12:00", "x 12:00:00:00", "1  12:00:00:00", "", "1",
                              "1 12:00:00:00x", "99999999999 00:00:00:00", "+ 00:00:00:00"})
         EXPECT_FALSE(qel::from_str(std::string(text), i)) << text;
-    EXPECT_EQ(i.get(), -4320000);
+    EXPECT_EQ(i.get(), 5 * 8640000 + 360000);
     EXPECT_EQ(qel::from_str(std::string("2 00:00:00:01"), time_interval(3)).get(), 17280001);
     EXPECT_EQ(qel::from_string(std::wstring(L"2 00:00"), time_interval(3)).get(), 3);
 }

@@ -431,6 +431,13 @@ TEST(MemoryStreamTest, SizeZeroMeansNulTerminated) {
     qel::memory_stream r(static_cast<const void*>(constant), 0);
     EXPECT_EQ(off(r.seek(0, end, in)), 3);
     EXPECT_EQ(read_from_start(r, 8), "abc");
+
+    // The data() of an empty vector may be null: that is empty text, in both forms.
+    qel::memory_stream none(static_cast<const void*>(nullptr), 0);
+    qel::memory_stream none_writable(static_cast<void*>(nullptr), 0, 0);
+    EXPECT_EQ(none.get_size(), 0);
+    EXPECT_EQ(none_writable.get(), 0);
+    EXPECT_TRUE(none_writable.eof());
 }
 
 TEST(MemoryStreamTest, ReadOnlyFormNeverWrites) {

@@ -38,8 +38,12 @@ public:
 
 protected:
     explicit basic_compress_stream(std::unique_ptr<IStream>&& impl);
+    // A moved-from stream stays usable: it reads and writes nothing and reports error().
     basic_compress_stream(basic_compress_stream&& other) noexcept;
     ~basic_compress_stream();
+
+    // The implementation, or a spent stream once this one was moved from.
+    IStream& stream_() const;
 
     std::unique_ptr<IStream> impl_;
 };

@@ -208,7 +208,10 @@ public:
     // 0 when no character could be read.
     virtual wchar_t read_char() = 0;
     virtual void write_char(wchar_t c) = 0;
-    // The next line without its line end.
+    // The next line without its line end. At the end of the text the end flag is set
+    // (error() stays false). A stream with a code-page charset (cs_codepage) reads nothing,
+    // leaves `line` as it was and stays ok(): a loop over lines must notice that, for
+    // example by presetting `line` to a LF, which no line read ever holds.
     virtual void read_line(std::wstring& line) = 0;
     virtual void write_line(const wchar_t* line) = 0;
     virtual void write_line(const std::wstring& line) = 0;

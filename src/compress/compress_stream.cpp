@@ -150,24 +150,53 @@ std::unique_ptr<IStream> inflate_stream_factory(IStream& source, int method) {
     }
 }
 
+namespace {
+
+// What a moved-from compression stream forwards to: nothing to read or write, never ok.
+class spent_stream final : public IStream {
+public:
+    void read(void*, std::size_t, std::size_t* read_count) override {
+        if (read_count)
+            *read_count = 0;
+    }
+    void write(const void*, std::size_t) override {}
+    char get() override { return 0; }
+    void put(char) override {}
+    void flush() override {}
+    void reset() override {}
+    bool error() const override { return true; }
+    bool eof() const override { return false; }
+    bool ok() const override { return false; }
+    std::fpos<int> seek(std::fpos<int>, int, int) override { return std::fpos<int>(-1); }
+    std::fpos<int> get_pos(int) override { return std::fpos<int>(-1); }
+    std::int64_t get_size() override { return -1; }
+};
+
+} // namespace
+
+IStream& basic_compress_stream::stream_() const {
+    static spent_stream spent;
+    return impl_ ? *impl_ : spent;
+}
+
 basic_compress_stream::basic_compress_stream(std::unique_ptr<IStream>&& impl)
     : impl_(std::move(impl)) {}
 basic_compress_stream::basic_compress_stream(basic_compress_stream&& other) noexcept = default;
 basic_compress_stream::~basic_compress_stream() = default;
 void basic_compress_stream::reset() {
-    impl_->reset();
+    stream_().reset();
 }
 bool basic_compress_stream::error() const {
-    return impl_->error();
+    return stream_().error();
 }
 bool basic_compress_stream::eof() const {
-    return impl_->eof();
+    return stream_().eof();
 }
 bool basic_compress_stream::ok() const {
-    return impl_->ok();
+    return stream_().ok();
 }
 IStream& basic_compress_stream::get_interface() {
-    return *impl_;
+    return stream_();
 }
 
 deflate_stream::deflate_stream(IStream& target, int method)
@@ -175,13 +204,13 @@ deflate_stream::deflate_stream(IStream& target, int method)
 deflate_stream::deflate_stream(deflate_stream&& other) noexcept = default;
 deflate_stream::~deflate_stream() = default;
 void deflate_stream::write(const void* data, std::size_t size) {
-    impl_->write(data, size);
+    stream_().write(data, size);
 }
 void deflate_stream::put(char c) {
-    impl_->put(c);
+    stream_().put(c);
 }
 void deflate_stream::flush() {
-    impl_->flush();
+    stream_().flush();
 }
 
 inflate_stream::inflate_stream(IStream& source, int method)
@@ -189,10 +218,10 @@ inflate_stream::inflate_stream(IStream& source, int method)
 inflate_stream::inflate_stream(inflate_stream&& other) noexcept = default;
 inflate_stream::~inflate_stream() = default;
 void inflate_stream::read(void* buffer, std::size_t size, std::size_t* read_count) {
-    impl_->read(buffer, size, read_count);
+    stream_().read(buffer, size, read_count);
 }
 char inflate_stream::get() {
-    return impl_->get();
+    return stream_().get();
 }
 
 } // namespace qel

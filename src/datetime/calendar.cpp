@@ -225,32 +225,32 @@ void timestamp::put(int year, int month, int day, int hour, int minute, int seco
 }
 
 timestamp& timestamp::operator+=(const time_interval& interval) {
-    value_ += interval.get();
+    value_ = detail::wrapping_add(value_, interval.get());
     return *this;
 }
 
 timestamp& timestamp::operator-=(const time_interval& interval) {
-    value_ -= interval.get();
+    value_ = detail::wrapping_sub(value_, interval.get());
     return *this;
 }
 
 timestamp& timestamp::operator+=(const time_period& period) {
-    value_ += period.millisecs() / 10;
+    value_ = detail::wrapping_add(value_, period.millisecs() / 10);
     return *this;
 }
 
 timestamp& timestamp::operator-=(const time_period& period) {
-    value_ -= period.millisecs() / 10;
+    value_ = detail::wrapping_sub(value_, period.millisecs() / 10);
     return *this;
 }
 
 timestamp& timestamp::operator+=(const time& t) {
-    value_ += t.get();
+    value_ = detail::wrapping_add(value_, t.get());
     return *this;
 }
 
 timestamp& timestamp::operator-=(const time& t) {
-    value_ -= t.get();
+    value_ = detail::wrapping_sub(value_, t.get());
     return *this;
 }
 

@@ -63,6 +63,14 @@ inline void split_time_value(int tv, int& hours, int& minutes, int& seconds, int
     hundredths = tv - 100 * total_seconds;
 }
 
+// 64-bit counts wrap on overflow, as the 32-bit ones do, instead of being undefined.
+inline std::int64_t wrapping_add(std::int64_t a, std::int64_t b) {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
+}
+inline std::int64_t wrapping_sub(std::int64_t a, std::int64_t b) {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b));
+}
+
 // normalize_time_ for counts beyond 32 bits (sums of two times).
 std::int64_t normalize_time64(std::int64_t v);
 

@@ -21,6 +21,11 @@ template <class Ch> using string = std::basic_string<Ch>;
 
 constexpr std::int64_t per_day = detail::hundredths_per_day;
 
+// Blanks are spaces and tabs.
+template <class Ch> bool is_blank(Ch c) {
+    return c == Ch(' ') || c == Ch('\t');
+}
+
 // The format_* helpers append to `out`.
 template <class Ch>
 void format_date(const date& value, const compiled_mask& mask, Ch sep, string<Ch>& out) {
@@ -213,9 +218,9 @@ template <class Ch> void format_period(const time_period& value, string<Ch>& out
 }
 
 template <class Ch> void format_interval(const time_interval& value, string<Ch>& out) {
-    int days = 0;
-    time part;
-    value.get(days, part);
+    // Whole days in 64 bits: the int of get() cannot hold every interval's days.
+    const std::int64_t days = value.get() / per_day;
+    const time part(static_cast<int>(value.get() - days * per_day));
     const std::string day_text = std::to_string(days);
     out.assign(day_text.begin(), day_text.end());
     out += Ch(' ');
@@ -228,7 +233,7 @@ template <class Ch> bool parse_interval(view<Ch> text, time_interval& value) {
     std::size_t consumed = 0, digits = 0;
     int days = 0;
     if (!detail::read_integer(text, consumed, digits, days) || consumed >= text.size() ||
-        text[consumed] != Ch(' '))
+        !is_blank(text[consumed]))
         return false;
     time part;
     std::uint64_t end = 0;

@@ -174,22 +174,22 @@ time_period time_interval::to_period() const {
 }
 
 time_interval& time_interval::operator+=(const time_interval& other) {
-    value_ += other.value_;
+    value_ = detail::wrapping_add(value_, other.value_);
     return *this;
 }
 
 time_interval& time_interval::operator-=(const time_interval& other) {
-    value_ -= other.value_;
+    value_ = detail::wrapping_sub(value_, other.value_);
     return *this;
 }
 
 time_interval& time_interval::operator+=(const time_period& period) {
-    value_ += period.millisecs() / 10;
+    value_ = detail::wrapping_add(value_, period.millisecs() / 10);
     return *this;
 }
 
 time_interval& time_interval::operator-=(const time_period& period) {
-    value_ -= period.millisecs() / 10;
+    value_ = detail::wrapping_sub(value_, period.millisecs() / 10);
     return *this;
 }
 

@@ -53,8 +53,9 @@ memory_buffer::~memory_buffer() {
 }
 
 std::size_t memory_buffer::usable_size(const char* data, std::size_t size) {
+    // A null pointer is empty text, as `v.data()` of an empty vector may be.
     if (size == 0)
-        return std::strlen(data);
+        return data ? std::strlen(data) : 0;
     return std::min(size, largest_buffer);
 }
 
