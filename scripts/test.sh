@@ -80,6 +80,10 @@ run_consumer() {
     local status=$?
     echo "$run_output"
     if [ $status -eq 0 ]; then passed=$((passed + 1)); else fail_step "$preset consumer run"; fi
+    # The installed tool finds the library from any prefix.
+    if [ "$preset" = linux ]; then
+        if "$stage/bin/qel" --version >/dev/null; then passed=$((passed + 1)); else fail_step "installed qel run"; fi
+    fi
 }
 
 run_fuzzers() {

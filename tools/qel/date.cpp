@@ -1,5 +1,6 @@
 // qel date: the local date and time under a mask, or a date text checked and explained.
 #include "commands.h"
+#include "options.h"
 
 #include <qel/datetime.h>
 
@@ -11,14 +12,6 @@ namespace {
 
 const char* const weekday_names[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
                                      "Thursday", "Friday", "Saturday"};
-
-int usage() {
-    std::cerr << "usage: qel date [MASK]\n"
-                 "       qel date --parse TEXT [--mask MASK]\n"
-                 "MASK is a date mask (dd.mm.yyyy), a time mask (hh:mm:ss:ii), or both "
-                 "separated by a blank\n";
-    return 2;
-}
 
 // A date mask, a time mask, or "DATE TIME"; a one-part mask is tried as a date mask first.
 std::string format_now(const std::string& mask) {
@@ -32,21 +25,23 @@ std::string format_now(const std::string& mask) {
         try {
             return qel::to_string(now.get_time(), mask, ':');
         } catch (const std::invalid_argument&) {
-            throw std::invalid_argument(std::string("invalid mask '") + mask +
-                                        "': neither a date nor a time mask");
+            usage_error("invalid mask '" + mask + "': neither a date nor a time mask");
         }
     }
 }
 
 int explain(const std::string& text, const std::string& mask) {
     qel::date value;
-    const bool parsed =
-        mask.empty() ? qel::from_str(text, value) : qel::from_str(text, mask, '.', value);
-    if (!parsed) {
-        std::cerr << "qel date: '" << text << "' is not a valid date under the mask '"
-                  << (mask.empty() ? "dd.mm.yyyy" : mask) << "' (days 01.01.1901 to 31.12.2099)\n";
-        return 1;
+    bool parsed = false;
+    try {
+        parsed = mask.empty() ? qel::from_str(text, value) : qel::from_str(text, mask, '.', value);
+    } catch (const std::invalid_argument& e) {
+        usage_error("'" + mask + "': " + e.what());
     }
+    if (!parsed)
+        throw failure(exit_failure, "'" + text + "' is not a valid date under the mask '" +
+                                        (mask.empty() ? "dd.mm.yyyy" : mask) +
+                                        "' (days 01.01.1901 to 31.12.2099)");
     std::cout << qel::to_string(value) << ": day value " << value.get() << ", "
               << weekday_names[value.day_of_week()] << "\n";
     return 0;
@@ -55,21 +50,20 @@ int explain(const std::string& text, const std::string& mask) {
 } // namespace
 
 int run_date(const arguments& args) {
-    if (args.empty()) {
+    const parsed_options given =
+        parse_options(args, {{"--parse", nullptr, true}, {"--mask", nullptr, true}});
+    if (given.has("--parse")) {
+        if (!given.operands.empty())
+            usage_error("--parse takes no MASK operand (use --mask)");
+        return explain(given.value("--parse"), given.value("--mask"));
+    }
+    if (given.has("--mask") || given.operands.size() > 1)
+        usage_error("expected at most one MASK");
+    if (given.operands.empty())
         std::cout << qel::to_string(qel::get_system_clock_timestamp()) << "\n";
-        return 0;
-    }
-    if (args[0] != "--parse") {
-        if (args.size() != 1 || args[0].rfind("--", 0) == 0)
-            return usage();
-        std::cout << format_now(args[0]) << "\n";
-        return 0;
-    }
-    if (args.size() == 2)
-        return explain(args[1], "");
-    if (args.size() == 4 && args[2] == "--mask")
-        return explain(args[1], args[3]);
-    return usage();
+    else
+        std::cout << format_now(given.operands[0]) << "\n";
+    return 0;
 }
 
 } // namespace qel_tool

@@ -172,10 +172,8 @@ std::filesystem::path make_temp_folder() {
 } // namespace
 
 int run_demo(const arguments& args) {
-    if (!args.empty()) {
-        std::cerr << "usage: qel demo\n";
-        return 2;
-    }
+    if (!args.empty())
+        usage_error("takes no arguments");
     auto folder = make_temp_folder();
     std::cout << "qel demo in " << folder.string() << "\n";
     demo_errors();

@@ -1,7 +1,34 @@
 // qel: the command-line face of the qel3 library.
 #include "commands.h"
+#include "options.h"
+#include "system.h"
+
+#include <qel/text_encoding.h>
 
 #include <iostream>
+
+namespace qel_tool {
+
+std::wstring from_utf8(const std::string& text) {
+    // Code page 65001 keeps every character, those beyond U+FFFF included.
+    std::wstring wide;
+    qel::char_to_wide(text, wide, qel::text_encoding(qel::cs_codepage, 65001, 0));
+    return wide;
+}
+
+std::string to_utf8(const std::wstring& text) {
+    std::string narrow;
+    qel::wide_to_char(text, narrow, qel::text_encoding(qel::cs_codepage, 65001, 0));
+    return narrow;
+}
+
+std::string quoted(const std::string& name, bool output) {
+    if (name == "-")
+        return output ? "standard output" : "standard input";
+    return "'" + name + "'";
+}
+
+} // namespace qel_tool
 
 namespace {
 
@@ -9,62 +36,108 @@ struct command {
     const char* name;
     const char* usage;
     const char* summary;
+    const char* details;
     int (*run)(const qel_tool::arguments&);
 };
 
 const command commands[] = {
-    {"demo", "demo", "run a short tour of the library in a temporary folder", qel_tool::run_demo},
+    {"demo", "demo", "run a short tour of the library in a temporary folder", "",
+     qel_tool::run_demo},
     {"compress", "compress [--method lzm|zlib] [--force] IN OUT",
-     "compress IN into OUT (- for standard input/output; lzm by default)", qel_tool::run_compress},
+     "compress IN into OUT (lzm by default)",
+     "IN or OUT may be - for standard input or output. An existing OUT is replaced only with\n"
+     "--force, and only once the whole output is written; on a failure or an interrupt it\n"
+     "stays as it was. A progress line shows on a terminal for inputs of 16 MiB or more.\n",
+     qel_tool::run_compress},
     {"decompress", "decompress [--method lzm|zlib] [--force] IN OUT",
-     "decompress IN into OUT (- for standard input/output)", qel_tool::run_decompress},
+     "decompress IN into OUT (lzm by default)",
+     "IN or OUT may be - for standard input or output. Corrupt or truncated input is an\n"
+     "error (exit code 1) and leaves no output behind.\n",
+     qel_tool::run_decompress},
     {"convert", "convert --from ENC --to ENC [--no-signature] [--force] IN OUT",
-     "convert a text file between encodings (ansi, oem, cpNNNN, utf8, utf16le, utf16be; "
-     "--from auto detects the signature)",
+     "convert a text file between encodings",
+     "ENC is ansi, oem, cpNNNN (a code page number), utf8, utf16le or utf16be; --from auto\n"
+     "takes the encoding from the file's signature or content (ANSI when nothing marks it).\n"
+     "Line ends are written as CR LF. Unicode output starts with a signature unless\n"
+     "--no-signature is given. IN or OUT may be - for standard input or output.\n",
      qel_tool::run_convert},
-    {"translit", "translit TEXT...", "transliterate Cyrillic text to Latin letters",
-     qel_tool::run_translit},
+    {"translit", "translit TEXT...", "print TEXT with Cyrillic letters transliterated to Latin",
+     "", qel_tool::run_translit},
     {"date", "date [MASK] | date --parse TEXT [--mask MASK]",
-     "print the local date and time (MASK: date mask, time mask, or both separated by a "
-     "blank), or check a date text and show its day value and weekday",
+     "print the local date and time, or check a date text",
+     "MASK is a date mask (dd.mm.yyyy), a time mask (hh:mm:ss:ii), or both separated by a\n"
+     "blank. --parse checks TEXT as a date and prints its day value and weekday; a text that\n"
+     "is no valid date gives a message and exit code 1.\n",
      qel_tool::run_date},
 };
 
-void print_help(std::ostream& out) {
+void print_overview(std::ostream& out) {
     out << "qel " << QEL_VERSION_TEXT << ": tools of the qel3 utility library\n\n"
         << "Usage:\n"
-        << "  qel --help\n      show this help\n"
+        << "  qel help [COMMAND]\n      show this help, or the help of one command\n"
         << "  qel --version\n      show the version\n";
     for (const auto& c : commands)
         out << "  qel " << c.usage << "\n      " << c.summary << "\n";
+    out << "\nEvery command takes -h or --help.\n";
+}
+
+void print_help(const command& c) {
+    std::cout << "usage: qel " << c.usage << "\n" << c.summary << "\n" << c.details;
+}
+
+const command* find(const std::string& name) {
+    for (const auto& c : commands)
+        if (name == c.name)
+            return &c;
+    return nullptr;
+}
+
+int run(const command& c, const qel_tool::arguments& args) {
+    if (qel_tool::asks_for_help(args)) {
+        print_help(c);
+        return 0;
+    }
+    try {
+        return c.run(args);
+    } catch (const qel_tool::failure& e) {
+        std::cerr << "qel " << c.name << ": " << e.what() << "\n";
+        if (e.show_usage())
+            std::cerr << "usage: qel " << c.usage << "\n";
+        return e.exit_code();
+    } catch (const std::exception& e) {
+        std::cerr << "qel " << c.name << ": " << e.what() << "\n";
+        return qel_tool::exit_failure;
+    }
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
-        print_help(std::cerr);
-        return 2;
+    const qel_tool::arguments args = qel_tool::sys::arguments(argc, argv);
+    if (args.empty()) {
+        print_overview(std::cerr);
+        return qel_tool::exit_usage;
     }
-    std::string first = argv[1];
+    const std::string& first = args[0];
     if (first == "--help" || first == "-h" || first == "help") {
-        print_help(std::cout);
+        if (args.size() > 1 && first == "help") {
+            const command* c = find(args[1]);
+            if (!c) {
+                std::cerr << "qel help: unknown command '" << args[1] << "'\n";
+                return qel_tool::exit_usage;
+            }
+            print_help(*c);
+            return 0;
+        }
+        print_overview(std::cout);
         return 0;
     }
     if (first == "--version") {
         std::cout << "qel " << QEL_VERSION_TEXT << "\n";
         return 0;
     }
-    for (const auto& c : commands) {
-        if (first == c.name) {
-            try {
-                return c.run(qel_tool::arguments(argv + 2, argv + argc));
-            } catch (const std::exception& e) {
-                std::cerr << "qel " << c.name << ": " << e.what() << "\n";
-                return 1;
-            }
-        }
-    }
-    std::cerr << "qel: unknown command '" << first << "' (try qel --help)\n";
-    return 2;
+    if (const command* c = find(first))
+        return run(*c, qel_tool::arguments(args.begin() + 1, args.end()));
+    std::cerr << "qel: unknown command '" << first << "' (try qel help)\n";
+    return qel_tool::exit_usage;
 }

@@ -1,0 +1,194 @@
+#!/usr/bin/env bash
+# The qel tool as a user meets it: every run checks the exit code, what stays on disk, and
+# the message. Usage: qel_tool_test.sh [RUNNER...] QEL  (RUNNER: wine-run.sh for Windows).
+set -u
+qel=("$@")
+for i in "${!qel[@]}"; do # absolute paths: the tests run in a folder of their own
+    [[ "${qel[i]}" == */* ]] && qel[i]=$(realpath "${qel[i]}")
+done
+windows=false
+[[ "${qel[-1]}" == *.exe ]] && windows=true
+work=$(mktemp -d)
+trap 'chmod -R u+w "$work"; rm -rf "$work"' EXIT
+cd "$work" || exit 1
+failures=0
+out="" err="" status=0
+
+# run EXIT ARGS...: runs qel, keeps its output in $out and $err, checks the exit code.
+run() {
+    local want=$1
+    shift
+    out=$("${qel[@]}" "$@" 2>stderr.txt)
+    status=$?
+    err=$(tr -d '\r' <stderr.txt)
+    out=${out//$'\r'/} # text written by a Windows program ends its lines with CR LF
+    [ "$status" -eq "$want" ] || fail "qel $* exited $status, not $want ($err)"
+}
+fail() {
+    echo "FAILED: $*" >&2
+    failures=$((failures + 1))
+}
+same() { cmp -s "$1" "$2" || fail "$1 differs from $2"; }
+says() { [[ "$err" == *"$1"* ]] || fail "expected '$1' in: $err"; }
+no_leftovers() { [ -z "$(find . -name '.qel-*.tmp')" ] || fail "temporary files left: $(find . -name '.qel-*')"; }
+
+seq 1 30000 >x
+cp x x.orig
+echo keep >keep.txt
+
+# Round trips through files and standard streams, both methods.
+for method in lzm zlib; do
+    run 0 compress --method "$method" x "x.$method"
+    run 0 decompress -m "$method" "x.$method" back
+    same back x
+    "${qel[@]}" compress --method="$method" - - <x >piped || fail "compress to a pipe"
+    run 0 decompress --method "$method" - piped.back <piped
+    same piped.back x
+    rm -f back piped piped.back
+done
+
+# Output that exists needs --force; the same file in and out is refused with exit 2.
+run 1 compress x keep.txt
+says "exists (use --force"
+ln -s x link
+for target in x ./x link; do
+    run 2 compress --force x "$target"
+    says "are the same file"
+done
+same x x.orig
+
+# A link given as output stays a link; the file it leads to is replaced.
+cp keep.txt linked.txt
+ln -s linked.txt out.link
+run 0 compress --force x out.link
+[ -L out.link ] || fail "the link was replaced"
+run 0 decompress linked.txt roundtrip
+same roundtrip x
+
+# Failing midway leaves the target and nothing else: garbage, a good stream followed by
+# garbage, and a read-only target.
+echo garbage >bad.lzm
+cat x.lzm bad.lzm >half.lzm
+for input in bad.lzm half.lzm; do
+    run 1 decompress --force "$input" keep.txt
+    says "corrupt input"
+done
+cp keep.txt readonly.txt
+chmod a-w readonly.txt
+run 1 compress --force x readonly.txt
+says "read-only"
+same keep.txt readonly.txt
+echo keep >keep.ref
+same keep.txt keep.ref
+no_leftovers
+
+# A zlib stream that does not reach its end is an error at every cut; an empty input makes
+# a complete empty stream.
+step=1
+$windows && step=9
+seq 1 100 >small
+run 0 compress --method zlib small small.zlib
+size=$(stat -c %s small.zlib)
+for ((cut = 0; cut < size; cut += step)); do
+    head -c "$cut" small.zlib >cut.zlib
+    run 1 decompress --method zlib cut.zlib cut.out
+    says "truncated zlib data"
+    [ -e cut.out ] && fail "partial output after a cut at $cut"
+done
+head -c $((size - 4)) small.zlib >nocheck.zlib
+run 1 decompress --method zlib nocheck.zlib cut.out
+: >empty
+run 0 compress --method zlib empty empty.zlib
+[ "$(od -An -tx1 empty.zlib | tr -d ' \n')" = 789c030000000001 ] || fail "empty zlib stream"
+run 0 decompress --method zlib empty.zlib empty.back
+same empty.back empty
+
+# Text conversion keeps NUL, characters beyond U+FFFF and CR LF, streamed or not.
+printf 'a\0b\nc\r\n\xf0\x9f\x98\x80 \xd0\x96' >text.txt
+run 0 convert --from utf8 --to utf16le text.txt text.16
+printf '\xff\xfea\0\0\0b\0\r\0\n\0c\0\r\0\n\0\x3d\xd8\x00\xde \0\x16\x04' >text.16.ref
+same text.16 text.16.ref
+"${qel[@]}" convert --from auto --to utf8 --no-signature - - <text.16 >text.back 2>/dev/null
+printf 'a\0b\r\nc\r\n\xf0\x9f\x98\x80 \xd0\x96' >text.back.ref
+same text.back text.back.ref
+for text in 'ab\xe2\x82' 'ab\xe2\x82cd'; do # a cut sequence, at the end or inside
+    printf "$text" >cut.txt
+    run 1 convert --from utf8 --to utf16le cut.txt cut.out
+    says "invalid UTF-8 at byte 2"
+done
+run 2 convert --from utf8 --to cp7 text.txt never.txt
+says "unknown code page 7"
+[ -e never.txt ] && fail "an unknown code page created its output"
+run 2 convert --from utf8 text.txt never.txt
+run 2 convert --from utf8 --to
+says "missing value for --to"
+
+# Names in several scripts.
+mkdir 'Ордер 日本 😀'
+cp x 'Ордер 日本 😀/данные😀.txt'
+run 0 compress 'Ордер 日本 😀/данные😀.txt' 'Ордер 日本 😀/出力.lzm'
+run 0 decompress 'Ордер 日本 😀/出力.lzm' -
+[ "$out" = "$(cat x)" ] || fail "decompressed to standard output"
+run 0 convert --from utf8 --to utf16be 'Ордер 日本 😀/данные😀.txt' 'Ордер 日本 😀/ü.txt'
+
+# Help on every command, -- ending the options, and messages with the system's reason.
+for command in demo compress decompress convert translit date; do
+    run 0 "$command" --help
+    [[ "$out" == usage:* ]] || fail "$command --help: $out"
+    run 0 "$command" -h
+done
+run 0 translit -- --help
+[ "$out" = "--help" ] || fail "translit -- --help gave $out"
+run 1 compress missing.txt out
+says "cannot open 'missing.txt'"
+run 2 compress --level 9 x y
+says "unknown option '--level'"
+
+if $windows; then
+    run 0 compress x NUL
+else
+    run 0 compress x /dev/null
+    run 1 compress x /dev/full
+    says "No space left on device"
+    run 1 convert --from utf8 --to utf8 text.txt /dev/full
+    [ -c /dev/full ] || fail "/dev/full is gone"
+    QEL_ANSI_CODEPAGE=7 run 2 convert --from utf8 --to ansi text.txt never.txt
+    run 1 compress - never.lzm <.
+    says "Is a directory"
+    "${qel[@]}" compress - never.lzm <&- 2>stderr.txt && fail "closed standard input"
+    grep -q "Bad file descriptor" stderr.txt || fail "closed standard input: $(cat stderr.txt)"
+    [ -e never.lzm ] && fail "standard input that cannot be read made an output"
+    mkfifo fifo
+    "${qel[@]}" compress fifo fifo.lzm 2>/dev/null &
+    cat x >fifo
+    wait $! || fail "compressing from a FIFO"
+    run 0 decompress fifo.lzm fifo.back
+    same fifo.back x
+
+    # An interrupt removes the temporary file and leaves the target as it was.
+    for signal in INT TERM; do
+        rm -f fifo
+        mkfifo fifo
+        "${qel[@]}" compress --force fifo keep.txt 2>/dev/null &
+        pid=$!
+        exec 3>fifo
+        head -c 300000 x >&3
+        sleep 0.3
+        kill -"$signal" "$pid"
+        wait "$pid" && fail "an interrupted run succeeded"
+        exec 3>&-
+        same keep.txt keep.ref
+        no_leftovers
+    done
+
+    # The progress line counts the input consumed, up to 100%.
+    head -c 20000000 /dev/urandom >big
+    "${qel[@]}" compress big big.lzm 2>/dev/null
+    script -qec "${qel[*]} decompress big.lzm big.back" /dev/null >progress.txt
+    grep -q "decompressing: 100%" progress.txt || fail "no progress to 100%: $(tail -c 200 progress.txt)"
+    grep -Eq "[0-9]{4}%|[2-9][0-9][0-9]%" progress.txt && fail "progress beyond 100%"
+    same big.back big
+fi
+
+echo "qel tool: $failures failed"
+[ "$failures" -eq 0 ]
