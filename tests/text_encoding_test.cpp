@@ -288,11 +288,48 @@ TEST(CodepageConversion, UnmappableUnitsAndFlags) {
     EXPECT_EQ(wide("a\xC3", codepage(65001)), units({0x61, 0xFFFD}));
 }
 
-TEST(CodepageConversion, LastCharacterIsNeverHeldBack) {
-    // Code pages with combining marks must not keep the final character waiting for one.
-    EXPECT_EQ(wide("a\xE0", codepage(1255)), units({0x61, 0x5D0}));
-    EXPECT_EQ(wide("Ab", codepage(1258)), L"Ab");
-    EXPECT_EQ(qel::char_to_wide('A', codepage(1258)), L'A');
+TEST(CodepageConversion, PagesConvertAsWindowsTablesDo) {
+    enum { reads = 1, writes = 2, both = 3 };
+    struct row {
+        unsigned short page;
+        std::string narrow;
+        std::wstring wide;
+        int ways;
+    };
+    const row rows[] = {
+        // No character waits for a combining mark, and none is composed with one.
+        {1255, "a\xE0", units({0x61, 0x5D0}), both},
+        {1255, "\xE9\xC4", units({0x5D9, 0x5B4}), both},
+        {1258, bytes({0x41, 0xDE, 0x41, 0x81}), units({0x41, 0x303, 0x41, 0x81}), both},
+        // A lone lead byte, or one whose pair means nothing, is the default character.
+        {932, "A\x81", units({0x41, 0x30FB}), reads},
+        {932, "\x85@B", units({0x30FB, 0x42}), reads},
+        {936, "A\x81", L"A?", reads},
+        {949, "\xA2\xE8", L"?", reads},
+        {949, bytes({0x41, 0xA2, 0xE8, 0x42}), L"A?B", reads},
+        // Private-use characters where Windows has one and iconv nothing.
+        {932, "\xA0\xFD\xFE\xFF", units({0xF8F0, 0xF8F1, 0xF8F2, 0xF8F3}), both},
+        {936, "\xA2\xE3\xAA\xA1", units({0xE76C, 0xE000}), both},
+        {950, "\x81\x40\xFF", units({0xEEB8, 0xF8F8}), both},
+        {1253, "\xAA", units({0xF8F9}), both},
+        // Look-alikes that 950 writes for characters it lacks.
+        {950, "\xA2\x46\xA2\x47\xA2\x44\xA1\x45\xA1\xF3\xA1\xF2\xA1\x4E",
+         units({0xA2, 0xA3, 0xA5, 0x2022, 0x2609, 0x2641, 0xFF64}), writes},
+    };
+    for (const row& r : rows) {
+        if (r.ways & reads) {
+            EXPECT_EQ(wide(r.narrow, codepage(r.page)), r.wide) << r.page << ' ' << r.narrow;
+        }
+        if (r.ways & writes) {
+            EXPECT_EQ(narrow(r.wide, codepage(r.page)), r.narrow) << r.page;
+        }
+    }
+    // One byte alone: a lead byte has no pair to make; a character of two bytes does not fit.
+    EXPECT_EQ(qel::char_to_wide('\x81', codepage(932)), static_cast<wchar_t>(0x30FB));
+    EXPECT_EQ(qel::char_to_wide('\x81', codepage(949)), L'?');
+    EXPECT_EQ(qel::char_to_wide('\xE9', codepage(1255)), static_cast<wchar_t>(0x5D9));
+    EXPECT_EQ(qel::wide_to_char(static_cast<wchar_t>(0xF8F0), codepage(932)), '\xA0');
+    EXPECT_EQ(qel::wide_to_char(static_cast<wchar_t>(0xA2), codepage(950)), '\0');
 }
 
 TEST(CodepageConversion, UnknownCodepageGivesNothing) {
