@@ -59,9 +59,11 @@ same x x.orig
 
 # A link given as output stays a link; the file it leads to is replaced.
 cp keep.txt linked.txt
+chmod 604 linked.txt
 ln -s linked.txt out.link
 run 0 compress --force x out.link
 [ -L out.link ] || fail "the link was replaced"
+$windows || [ "$(stat -c %a linked.txt)" = 604 ] || fail "permissions not kept"
 run 0 decompress linked.txt roundtrip
 same roundtrip x
 
