@@ -1,6 +1,7 @@
 # Compiler settings shared by every target of the project (not by third-party code).
 add_library(qel_options INTERFACE)
-target_compile_options(qel_options INTERFACE -Wall -Wextra -Wpedantic)
+target_compile_options(qel_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                                             -Wold-style-cast)
 if(QEL_WARNINGS_AS_ERRORS)
     target_compile_options(qel_options INTERFACE -Werror)
 endif()

@@ -26,8 +26,8 @@ void check(bool holds) {
 
 std::wstring widen(const std::string& text) {
     std::wstring wide;
-    for (unsigned char c : text)
-        wide += static_cast<wchar_t>(c);
+    for (char c : text)
+        wide += static_cast<wchar_t>(static_cast<unsigned char>(c));
     return wide;
 }
 

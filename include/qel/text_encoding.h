@@ -19,13 +19,6 @@ enum E_CharSet : int {
     cs_utf8 = 6,
 };
 
-// Flag bits of a text_encoding, read by the text file stream; conversions ignore them.
-// On reading: take the character set from the file's signature or content; on writing over
-// an existing file: adopt that file's character set.
-inline constexpr unsigned int flag_detect_signature = 0x100;
-// On writing: no signature at the start of the file.
-inline constexpr unsigned int flag_no_signature = 0x200;
-
 // One 32-bit word: charset in bits 0-7, flags in bits 8-15, code page in bits 16-31.
 class QEL_API text_encoding {
 public:
@@ -58,6 +51,13 @@ public:
 private:
     unsigned int value_ = 0;
 };
+
+// Flag bits of a text_encoding, read by the text file stream; conversions ignore them.
+// On reading: take the character set from the file's signature or content; on writing over
+// an existing file: adopt that file's character set.
+inline constexpr unsigned int flag_detect_signature = text_encoding::flag_detect_signature;
+// On writing: no signature at the start of the file.
+inline constexpr unsigned int flag_no_signature = text_encoding::flag_no_signature;
 
 // Conversions. The output string is cleared and receives the whole result; a conversion the
 // system refuses (unknown code page, invalid input) gives an empty result, never an error.

@@ -238,7 +238,7 @@ public:
             } else if (p == end || *p == 0) { // no trail: the NUL is read on its own
                 out.push_back(default_unit_);
             } else {
-                char16_t unit = pairs_[b << 8 | *p++];
+                char16_t unit = pairs_[std::size_t{b} << 8 | *p++];
                 out.push_back(unit ? unit : default_unit_);
             }
         }
@@ -359,7 +359,9 @@ void codepage_table::fill_codes(iconv_t writer) {
         if (::iconv(writer, &in, &in_left, &to, &to_left) == static_cast<std::size_t>(-1))
             continue;
         std::size_t written = sizeof bytes - to_left;
-        unsigned code = written == 1 ? bytes[0] : written == 2 ? (bytes[0] << 8 | bytes[1]) : 0u;
+        unsigned code = written == 1   ? unsigned{bytes[0]}
+                        : written == 2 ? (unsigned{bytes[0]} << 8 | bytes[1])
+                                       : 0u;
         if (code != 0 && unit_of(code) == unit)
             codes_[unit] = static_cast<std::uint16_t>(code);
     }
@@ -434,7 +436,7 @@ bool looks_like_utf16le(const char* bytes, std::size_t size) {
     const std::size_t units = size / 2;
     auto p = reinterpret_cast<const unsigned char*>(bytes);
     for (std::size_t i = 0; i < units; ++i) {
-        unsigned unit = p[2 * i] | (p[2 * i + 1] << 8);
+        unsigned unit = p[2 * i] | (unsigned{p[2 * i + 1]} << 8);
         if (unit == 0 || unit == 0xFFFF)
             return false;
         ++high_bytes[p[2 * i + 1]];
