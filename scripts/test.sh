@@ -80,9 +80,17 @@ run_consumer() {
     local status=$?
     echo "$run_output"
     if [ $status -eq 0 ]; then passed=$((passed + 1)); else fail_step "$preset consumer run"; fi
+    [ "$preset" = linux ] || return
     # The installed tool finds the library from any prefix.
-    if [ "$preset" = linux ]; then
-        if "$stage/bin/qel" --version >/dev/null; then passed=$((passed + 1)); else fail_step "installed qel run"; fi
+    if "$stage/bin/qel" --version >/dev/null; then passed=$((passed + 1)); else fail_step "installed qel run"; fi
+    # qel3 as a subproject builds the library alone, with none of its own settings.
+    local sub="$root/build/linux-subproject"
+    if cmake -S tests/consumer -B "$sub" -G Ninja -DQEL_SOURCE_DIR="$root" >/dev/null &&
+        cmake --build "$sub" >/dev/null && [ ! -e "$sub/qel3/tools" ] && [ ! -e "$sub/qel3/tests" ] &&
+        LD_LIBRARY_PATH="$sub/qel3/src" "$sub/qel3_consumer" >/dev/null; then
+        passed=$((passed + 1))
+    else
+        fail_step "consumer with qel3 as a subproject"
     fi
 }
 
