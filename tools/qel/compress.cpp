@@ -18,8 +18,8 @@ struct job {
 };
 
 job parse(const arguments& args) {
-    const parsed_options given = parse_options(
-        args, {{"--method", "-m", true}, {"--force", "-f", false}});
+    const parsed_options given =
+        parse_options(args, {{"--method", "-m", true}, {"--force", "-f", false}});
     job result;
     const std::string method = given.value("--method", "lzm");
     if (method == "zlib")

@@ -88,7 +88,8 @@ void handle_stream::put(char c) {
 
 void handle_stream::flush() {
     int code = 0;
-    if (!pending_.empty() && !error() && !sys::write(handle_, pending_.data(), pending_.size(), code))
+    if (!pending_.empty() && !error() &&
+        !sys::write(handle_, pending_.data(), pending_.size(), code))
         note_failure(code);
     pending_.clear();
 }

@@ -61,8 +61,8 @@ const command commands[] = {
      "Line ends are written as CR LF. Unicode output starts with a signature unless\n"
      "--no-signature is given. IN or OUT may be - for standard input or output.\n",
      qel_tool::run_convert},
-    {"translit", "translit TEXT...", "print TEXT with Cyrillic letters transliterated to Latin",
-     "", qel_tool::run_translit},
+    {"translit", "translit TEXT...", "print TEXT with Cyrillic letters transliterated to Latin", "",
+     qel_tool::run_translit},
     {"date", "date [MASK] | date --parse TEXT [--mask MASK]",
      "print the local date and time, or check a date text",
      "MASK is a date mask (dd.mm.yyyy), a time mask (hh:mm:ss:ii), or both separated by a\n"

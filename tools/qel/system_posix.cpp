@@ -74,8 +74,8 @@ std::wstring final_path(const std::wstring& path) {
         target.resize(static_cast<std::size_t>(n));
         if (target[0] != '/') {
             auto slash = name.rfind('/');
-            target = (slash == std::string::npos ? std::string() : name.substr(0, slash + 1)) +
-                     target;
+            target =
+                (slash == std::string::npos ? std::string() : name.substr(0, slash + 1)) + target;
         }
         name = target;
     }

@@ -55,10 +55,9 @@ bool stderr_is_terminal() {
 
 std::string error_text(int code) {
     wchar_t* text = nullptr;
-    DWORD n = ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
-                                   FORMAT_MESSAGE_IGNORE_INSERTS,
-                               nullptr, static_cast<DWORD>(code), 0,
-                               reinterpret_cast<LPWSTR>(&text), 0, nullptr);
+    DWORD n = ::FormatMessageW(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+        nullptr, static_cast<DWORD>(code), 0, reinterpret_cast<LPWSTR>(&text), 0, nullptr);
     std::wstring message(text ? text : L"", n);
     ::LocalFree(text);
     while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' ||
@@ -86,9 +85,8 @@ file_facts inspect(const std::wstring& path) {
         facts.index = (std::uint64_t(info.nFileIndexHigh) << 32) | info.nFileIndexLow;
         facts.read_only = (info.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0;
         if (facts.kind == file_kind::regular)
-            facts.size =
-                static_cast<std::int64_t>((std::uint64_t(info.nFileSizeHigh) << 32) |
-                                          info.nFileSizeLow);
+            facts.size = static_cast<std::int64_t>((std::uint64_t(info.nFileSizeHigh) << 32) |
+                                                   info.nFileSizeLow);
     }
     ::CloseHandle(h);
     return facts;
@@ -136,9 +134,9 @@ handle open_for_reading(const std::wstring& path, int& error) {
 }
 
 handle open_for_writing(const std::wstring& path, bool create_new, int& error) {
-    HANDLE h = ::CreateFileW(path.c_str(), GENERIC_WRITE, share_all, nullptr,
-                             create_new ? CREATE_NEW : OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
-                             nullptr);
+    HANDLE h =
+        ::CreateFileW(path.c_str(), GENERIC_WRITE, share_all, nullptr,
+                      create_new ? CREATE_NEW : OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE)
         error = last_error();
     return from_native(h);

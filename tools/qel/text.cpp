@@ -47,10 +47,9 @@ std::optional<encoding> parse_encoding(const std::string& name) {
         name.find_first_not_of("0123456789", 2) == std::string::npos) {
         unsigned long page = std::strtoul(name.c_str() + 2, nullptr, 10);
         if (page > 0 && page < 65536)
-            return encoding{form::codepage,
-                            qel::text_encoding(qel::cs_codepage, static_cast<unsigned short>(page),
-                                               0),
-                            name};
+            return encoding{
+                form::codepage,
+                qel::text_encoding(qel::cs_codepage, static_cast<unsigned short>(page), 0), name};
     }
     return std::nullopt;
 }
@@ -95,9 +94,9 @@ bool starts_with(const std::string& bytes, const std::string& prefix) {
 encoding detect(const input_source& in, const std::string& first_bytes) {
     qel::E_CharSet found = qel::cs_default;
     if (in.name() != "-") {
-        qel::text_file_stream probe(from_utf8(in.name()), qel::file_stream_mode::read(),
-                                    qel::text_encoding(qel::cs_default, 0,
-                                                       qel::flag_detect_signature));
+        qel::text_file_stream probe(
+            from_utf8(in.name()), qel::file_stream_mode::read(),
+            qel::text_encoding(qel::cs_default, 0, qel::flag_detect_signature));
         found = probe.get_encoding().charset();
     } else if (starts_with(first_bytes, utf16le_signature)) {
         found = qel::cs_utf16le;
@@ -153,7 +152,12 @@ std::size_t decode_utf8(const std::string& bytes, std::u32string& out) {
     std::u32string units;
     for (std::size_t i = 0; i < n;) {
         const unsigned char b = p[i];
-        const int extra = b < 0x80 ? 0 : b < 0xC2 ? -1 : b < 0xE0 ? 1 : b < 0xF0 ? 2 : b < 0xF5 ? 3 : -1;
+        const int extra = b < 0x80   ? 0
+                          : b < 0xC2 ? -1
+                          : b < 0xE0 ? 1
+                          : b < 0xF0 ? 2
+                          : b < 0xF5 ? 3
+                                     : -1;
         if (extra < 0 || i + static_cast<std::size_t>(extra) >= n)
             return i;
         char32_t c = extra == 0 ? b : b & (0x3F >> extra);
@@ -283,8 +287,8 @@ private:
             std::size_t bad = decode_utf8(body, text);
             if (bad != std::string::npos)
                 throw failure(exit_failure, "invalid UTF-8 at byte " +
-                                                std::to_string(offset + skip + bad) +
-                                                " of " + input_);
+                                                std::to_string(offset + skip + bad) + " of " +
+                                                input_);
             break;
         }
         case form::utf16le:
@@ -343,11 +347,10 @@ private:
 } // namespace
 
 int run_convert(const arguments& args) {
-    const parsed_options given =
-        parse_options(args, {{"--from", nullptr, true},
-                             {"--to", nullptr, true},
-                             {"--no-signature", nullptr, false},
-                             {"--force", "-f", false}});
+    const parsed_options given = parse_options(args, {{"--from", nullptr, true},
+                                                      {"--to", nullptr, true},
+                                                      {"--no-signature", nullptr, false},
+                                                      {"--force", "-f", false}});
     if (!given.has("--from") || !given.has("--to"))
         usage_error("--from and --to are required");
     if (given.operands.size() != 2)
@@ -395,9 +398,9 @@ int run_convert(const arguments& args) {
     if (conversion->replaced() > 0)
         std::cerr << "qel convert: warning: characters without a form in " << to->name
                   << " became its default character: " << conversion->replaced() << "\n";
-    std::cerr << (in.name() == "-" ? "standard input" : in.name()) << " (" << from->name
-              << ") -> " << (out.is_standard_output() ? "standard output" : out.name()) << " ("
-              << to->name << "), " << conversion->characters() << " characters\n";
+    std::cerr << (in.name() == "-" ? "standard input" : in.name()) << " (" << from->name << ") -> "
+              << (out.is_standard_output() ? "standard output" : out.name()) << " (" << to->name
+              << "), " << conversion->characters() << " characters\n";
     return 0;
 }
 
