@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 root=$(pwd)
 jobs=$(nproc 2>/dev/null || echo 2)
 
-packages=(cmake ninja-build g++ ccache zlib1g-dev googletest libgtest-dev
+packages=(cmake ninja-build g++ ccache zlib1g-dev googletest libgtest-dev clang-format clang-tidy
           g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64
           clang libclang-rt-14-dev libbenchmark-dev liblz4-dev)
 fuzz_seconds=${QEL_FUZZ_SECONDS:-15}
@@ -115,6 +115,35 @@ run_fuzzers() {
     done
 }
 
+# The library exports exactly the checked-in list: an export is never added or lost by
+# accident. After a deliberate change: scripts/exported_symbols.sh LIBRARY > abi/qel3-TARGET.symbols
+check_exports() {
+    local target=$1 library=$2 list="abi/qel3-$1.symbols"
+    echo "== exports: $target"
+    if [ -f "$library" ] && scripts/exported_symbols.sh "$library" | diff -u "$list" - >"build/exports-$target.diff"; then
+        passed=$((passed + 1))
+    else
+        head -n 40 "build/exports-$target.diff"
+        fail_step "exported symbols of $target differ from $list"
+    fi
+}
+
+# Formatting and a small clang-tidy set over the project's own code.
+check_style() {
+    echo "== format and lint"
+    if git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror; then
+        passed=$((passed + 1))
+    else
+        fail_step "clang-format"
+    fi
+    if run-clang-tidy -p build/linux -j "$jobs" -quiet "$root/(src|tools)/" >build/clang-tidy.log 2>&1; then
+        passed=$((passed + 1))
+    else
+        grep -E "error:|warning:" build/clang-tidy.log | grep -v "warnings generated" | head -n 20
+        fail_step "clang-tidy"
+    fi
+}
+
 build_bench() {
     echo "== bench: build"
     cmake --preset bench >/dev/null && cmake --build --preset bench -j "$jobs" >/dev/null ||
@@ -127,13 +156,16 @@ export WINEDEBUG=-all
 start=$(date +%s)
 run_leg linux
 run_consumer linux
+check_exports linux build/linux/lib/libqel3.so
 run_leg linux-asan
 run_leg windows
 run_consumer windows
+check_exports windows build/windows/bin/qel3.dll
+check_style
 run_fuzzers
 build_bench
 
-echo "test: legs linux, linux-asan, windows (Wine), fuzz, bench build in $(( $(date +%s) - start )) s"
+echo "test: legs linux, linux-asan, windows (Wine), exports, style, fuzz, bench build in $(( $(date +%s) - start )) s"
 [ ${#failures[@]} -gt 0 ] && echo "test: failed steps: ${failures[*]}"
 echo "qel3: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -15,8 +15,9 @@ namespace {
 
 std::string hex(const std::string& bytes) {
     std::ostringstream out;
-    for (unsigned char b : bytes)
-        out << std::hex << std::setw(2) << std::setfill('0') << int(b) << ' ';
+    for (char b : bytes)
+        out << std::hex << std::setw(2) << std::setfill('0') << int(static_cast<unsigned char>(b))
+            << ' ';
     std::string text = out.str();
     return text.empty() ? text : text.substr(0, text.size() - 1);
 }

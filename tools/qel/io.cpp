@@ -214,7 +214,8 @@ progress::progress(const char* verb, input_source& input)
 }
 
 void progress::show(std::uint64_t done) {
-    int percent = static_cast<int>(std::min<std::uint64_t>(done * 100 / total_, 100));
+    int percent = static_cast<int>(
+        std::min<std::uint64_t>(done * 100 / static_cast<std::uint64_t>(total_), 100));
     if (percent == shown_percent_)
         return;
     shown_percent_ = percent;

@@ -162,9 +162,9 @@ std::size_t decode_utf8(const std::string& bytes, std::u32string& out) {
             return i;
         char32_t c = extra == 0 ? b : b & (0x3F >> extra);
         for (int k = 1; k <= extra; ++k) {
-            if ((p[i + k] & 0xC0) != 0x80)
+            if ((p[i + static_cast<std::size_t>(k)] & 0xC0) != 0x80)
                 return i;
-            c = (c << 6) | (p[i + k] & 0x3F);
+            c = (c << 6) | (p[i + static_cast<std::size_t>(k)] & 0x3F);
         }
         const char32_t smallest[] = {0, 0x80, 0x800, 0x10000};
         if (c < smallest[extra] || c > 0x10FFFF)
