@@ -141,6 +141,19 @@ TEST(PlatformFile, OpenFailures) {
     EXPECT_FALSE(opens(dir.wide("f"), false, false, file_disposition::create_or_truncate));
     EXPECT_FALSE(std::filesystem::exists(dir.path("nowhere")));
     EXPECT_EQ(read_bytes(dir.path("f")), "abc");
+
+    // The system's reason is kept: a missing file is errno ENOENT and Windows's
+    // ERROR_FILE_NOT_FOUND, both 2; a success leaves the code alone.
+    std::error_code error;
+    EXPECT_EQ(platform::open_file(dir.wide("missing"),
+                                  access_of(true, false, file_disposition::open_existing), &error),
+              platform::no_file);
+    EXPECT_EQ(error.value(), 2);
+    EXPECT_FALSE(platform::get_file_attributes(dir.wide("missing"), &error));
+    EXPECT_EQ(error.value(), 2);
+    std::error_code untouched;
+    EXPECT_TRUE(platform::get_file_attributes(dir.wide("f"), &untouched));
+    EXPECT_FALSE(untouched);
 }
 
 TEST(PlatformFile, SharedWithOtherOpeners) {

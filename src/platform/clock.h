@@ -13,7 +13,7 @@ struct local_clock_reading {
     int milliseconds;
 };
 
-// One reading of the local date and time.
+// One reading of the local date and time; all zero when the system has no time to give.
 local_clock_reading read_local_clock();
 
 // Loads the runtime's time-zone data; not thread-safe, callers run it once.

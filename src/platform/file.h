@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <system_error>
 
 namespace qel::platform {
 
@@ -27,18 +28,26 @@ struct file_access {
 
 enum class seek_origin { begin, current, end };
 
+// Every call that can fail takes an optional `error`, which receives the system's reason
+// (errno, or GetLastError() on Windows, as std::system_category) when the call fails; it is
+// left alone on success.
+
 // Opens a regular file shared for reading, writing and deletion by other openers.
 // Directories, empty names and missing folders give no_file.
-native_file open_file(const std::wstring& name, const file_access& access);
-bool close_file(native_file file);
+native_file open_file(const std::wstring& name, const file_access& access,
+                      std::error_code* error = nullptr);
+bool close_file(native_file file, std::error_code* error = nullptr);
 // Bytes read (0 at the end) or -1.
-std::int64_t read_file(native_file file, void* buffer, std::size_t size);
+std::int64_t read_file(native_file file, void* buffer, std::size_t size,
+                       std::error_code* error = nullptr);
 // Writes everything or fails; a file opened to append takes every write at its end.
-bool write_file(native_file file, const void* data, std::size_t size);
+bool write_file(native_file file, const void* data, std::size_t size,
+                std::error_code* error = nullptr);
 // The new position from the start, or -1.
-std::int64_t seek_file(native_file file, std::int64_t offset, seek_origin origin);
+std::int64_t seek_file(native_file file, std::int64_t offset, seek_origin origin,
+                       std::error_code* error = nullptr);
 // Writes the system's buffers through to the disk.
-bool commit_file(native_file file);
+bool commit_file(native_file file, std::error_code* error = nullptr);
 
 struct file_attributes {
     bool directory = false;
@@ -47,9 +56,17 @@ struct file_attributes {
 };
 
 bool file_exists(const std::wstring& name);
-std::optional<file_attributes> get_file_attributes(const std::wstring& name);
+std::optional<file_attributes> get_file_attributes(const std::wstring& name,
+                                                   std::error_code* error = nullptr);
 // Gives an existing file the hidden attribute (where the system stores one).
-bool set_file_hidden(const std::wstring& name);
-bool set_file_read_only(const std::wstring& name, bool read_only);
+bool set_file_hidden(const std::wstring& name, std::error_code* error = nullptr);
+bool set_file_read_only(const std::wstring& name, bool read_only, std::error_code* error = nullptr);
+
+// Stores `code` as a system error in `error`, when one is asked for; returns false.
+inline bool fail_with(int code, std::error_code* error) {
+    if (error)
+        *error = std::error_code(code, std::system_category());
+    return false;
+}
 
 } // namespace qel::platform

@@ -38,7 +38,8 @@ file_buffer::~file_buffer() {
 bool file_buffer::open(const std::wstring& name, const platform::file_access& access, bool text,
                        bool commit) {
     close();
-    file_ = platform::open_file(name, access);
+    error_.clear();
+    file_ = platform::open_file(name, access, first_error());
     text_ = text;
     commit_ = commit;
     can_read_ = access.read;
@@ -51,7 +52,7 @@ bool file_buffer::close() {
         return true;
     bool ok = stop_writing();
     drop_read_state();
-    ok = platform::close_file(file_) && ok;
+    ok = platform::close_file(file_, first_error()) && ok;
     file_ = platform::no_file;
     return ok;
 }
@@ -65,13 +66,13 @@ void file_buffer::drop_read_state() {
 
 bool file_buffer::write_out(const char* data, std::size_t size) {
     if (!text_)
-        return platform::write_file(file_, data, size);
+        return platform::write_file(file_, data, size, first_error());
     if (!translated_)
         translated_ = std::make_unique<char[]>(2 * buffer_size);
     while (size > 0) {
         std::size_t chunk = std::min(size, buffer_size);
         std::size_t n = expand_line_ends(data, chunk, translated_.get());
-        if (!platform::write_file(file_, translated_.get(), n))
+        if (!platform::write_file(file_, translated_.get(), n, first_error()))
             return false;
         data += chunk;
         size -= chunk;
@@ -107,19 +108,21 @@ bool file_buffer::stop_reading() {
         return true;
     std::streamoff pos = position();
     drop_read_state();
-    return pos >= 0 && platform::seek_file(file_, pos, platform::seek_origin::begin) >= 0;
+    return pos >= 0 &&
+           platform::seek_file(file_, pos, platform::seek_origin::begin, first_error()) >= 0;
 }
 
 std::streamoff file_buffer::position() {
     if (reading()) {
         if (text_)
             return text_read_position();
-        std::int64_t system = platform::seek_file(file_, 0, platform::seek_origin::current);
+        std::int64_t system =
+            platform::seek_file(file_, 0, platform::seek_origin::current, first_error());
         return system < 0 ? -1 : system - (egptr() - gptr());
     }
     if (!stop_writing())
         return -1;
-    return platform::seek_file(file_, 0, platform::seek_origin::current);
+    return platform::seek_file(file_, 0, platform::seek_origin::current, first_error());
 }
 
 std::streamoff file_buffer::text_read_position() const {
@@ -135,7 +138,7 @@ std::streamoff file_buffer::text_read_position() const {
 bool file_buffer::fill_binary() {
     if (!get_area_)
         get_area_ = std::make_unique<char[]>(buffer_size);
-    std::int64_t n = platform::read_file(file_, get_area_.get(), buffer_size);
+    std::int64_t n = platform::read_file(file_, get_area_.get(), buffer_size, first_error());
     char* area = get_area_.get();
     setg(area, area, area + std::max<std::int64_t>(n, 0));
     return n > 0;
@@ -147,7 +150,7 @@ bool file_buffer::fill_text() {
     if (!get_area_)
         get_area_ = std::make_unique<char[]>(buffer_size);
     if (!reading()) {
-        raw_start_ = platform::seek_file(file_, 0, platform::seek_origin::current);
+        raw_start_ = platform::seek_file(file_, 0, platform::seek_origin::current, first_error());
         raw_used_ = 0;
     }
     char* area = get_area_.get();
@@ -155,7 +158,8 @@ bool file_buffer::fill_text() {
         std::size_t carry = carried_cr_ ? 1 : 0;
         raw_start_ += static_cast<std::streamoff>(raw_used_ - carry);
         raw_[0] = carry ? '\r' : raw_[0];
-        std::int64_t n = platform::read_file(file_, raw_.get() + carry, buffer_size - carry);
+        std::int64_t n =
+            platform::read_file(file_, raw_.get() + carry, buffer_size - carry, first_error());
         bool at_end = n <= 0;
         raw_used_ = carry + static_cast<std::size_t>(std::max<std::int64_t>(n, 0));
         carried_cr_ = false;
@@ -213,8 +217,8 @@ std::streamsize file_buffer::xsgetn(char* out, std::streamsize count) {
         bool large = count - copied >= static_cast<std::streamsize>(buffer_size);
         if (large && !text_ && is_open() && can_read_ && stop_writing()) {
             // Straight into the caller's memory; the empty get area keeps positions exact.
-            std::int64_t n =
-                platform::read_file(file_, out + copied, static_cast<std::size_t>(count - copied));
+            std::int64_t n = platform::read_file(
+                file_, out + copied, static_cast<std::size_t>(count - copied), first_error());
             if (n <= 0)
                 break;
             copied += n;
@@ -263,7 +267,7 @@ int file_buffer::sync() {
         return 0;
     if (writing() && !write_put_area())
         return -1;
-    if (commit_ && !platform::commit_file(file_))
+    if (commit_ && !platform::commit_file(file_, first_error()))
         return -1;
     return 0;
 }
@@ -284,7 +288,7 @@ std::streamoff file_buffer::seek(std::streamoff offset, int way) {
         target = seek_target_(current, offset);
         break;
     case std::ios_base::end: {
-        std::int64_t end = platform::seek_file(file_, 0, platform::seek_origin::end);
+        std::int64_t end = platform::seek_file(file_, 0, platform::seek_origin::end, first_error());
         target = end < 0 ? -1 : seek_target_(end, offset);
         break;
     }
@@ -292,10 +296,10 @@ std::streamoff file_buffer::seek(std::streamoff offset, int way) {
         break;
     }
     if (target < 0) {
-        platform::seek_file(file_, current, platform::seek_origin::begin);
+        platform::seek_file(file_, current, platform::seek_origin::begin, first_error());
         return -1;
     }
-    return platform::seek_file(file_, target, platform::seek_origin::begin);
+    return platform::seek_file(file_, target, platform::seek_origin::begin, first_error());
 }
 
 file_buffer::pos_type file_buffer::seekoff(off_type offset, std::ios_base::seekdir way,

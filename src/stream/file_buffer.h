@@ -8,6 +8,7 @@
 #include <memory>
 #include <streambuf>
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace qel::detail {
@@ -27,6 +28,8 @@ public:
     bool close();
     // Writes pending output first; returns the new position or -1.
     std::streamoff seek(std::streamoff offset, int way);
+    // The system's reason for the first failure since the file was opened; empty if none.
+    const std::error_code& last_error() const { return error_; }
 
     // The bytes read ahead and not yet taken, refilled when none are left; empty at the end
     // of the input (no flag is set here). Readers that scan for a delimiter take several
@@ -68,8 +71,11 @@ private:
     bool fill_binary();
     bool fill_text();
     void drop_read_state();
+    // Where a failing system call leaves its reason: only the first one is kept.
+    std::error_code* first_error() { return error_ ? nullptr : &error_; }
 
     platform::native_file file_ = platform::no_file;
+    std::error_code error_;
     bool text_ = false;
     bool commit_ = false;
     bool can_read_ = false;

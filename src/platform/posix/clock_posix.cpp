@@ -8,9 +8,14 @@ namespace qel::platform {
 
 local_clock_reading read_local_clock() {
     timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
+    if (clock_gettime(CLOCK_REALTIME, &now) != 0) {
+        now.tv_sec = std::time(nullptr); // whole seconds are still the right time
+        now.tv_nsec = 0;
+    }
     std::tm local{};
-    localtime_r(&now.tv_sec, &local);
+    // Without zone data the time is still right in UTC; without even that, nothing is.
+    if (now.tv_sec < 0 || (!localtime_r(&now.tv_sec, &local) && !gmtime_r(&now.tv_sec, &local)))
+        return {};
     return {local.tm_year + 1900,
             local.tm_mon + 1,
             local.tm_mday,

@@ -30,79 +30,89 @@ int descriptor(native_file file) {
     return static_cast<int>(file);
 }
 
-std::optional<struct stat> stat_of(const std::wstring& name) {
+std::optional<struct stat> stat_of(const std::wstring& name, std::error_code* error = nullptr) {
     std::string path = posix_path(name);
     struct stat info {};
-    if (path.empty() || ::stat(path.c_str(), &info) != 0)
+    if (path.empty() || ::stat(path.c_str(), &info) != 0) {
+        fail_with(path.empty() ? ENOENT : errno, error);
         return std::nullopt;
+    }
     return info;
 }
 
 } // namespace
 
-native_file open_file(const std::wstring& name, const file_access& access) {
+native_file open_file(const std::wstring& name, const file_access& access, std::error_code* error) {
     if (!access.read && !access.write)
-        return no_file;
+        return fail_with(EINVAL, error), no_file;
     std::string path = posix_path(name);
     if (path.empty())
-        return no_file;
+        return fail_with(ENOENT, error), no_file;
     int fd;
     do {
         fd = ::open(path.c_str(), open_flags(access), 0666);
     } while (fd < 0 && errno == EINTR);
     if (fd < 0)
-        return no_file;
+        return fail_with(errno, error), no_file;
     struct stat info {};
     if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
+        fail_with(S_ISDIR(info.st_mode) ? EISDIR : errno, error);
         ::close(fd);
         return no_file;
     }
     return fd;
 }
 
-bool close_file(native_file file) {
-    return ::close(descriptor(file)) == 0;
+bool close_file(native_file file, std::error_code* error) {
+    return ::close(descriptor(file)) == 0 || fail_with(errno, error);
 }
 
-std::int64_t read_file(native_file file, void* buffer, std::size_t size) {
+std::int64_t read_file(native_file file, void* buffer, std::size_t size, std::error_code* error) {
     ssize_t n;
     do {
         n = ::read(descriptor(file), buffer, size);
     } while (n < 0 && errno == EINTR);
+    if (n < 0)
+        fail_with(errno, error);
     return n;
 }
 
-bool write_file(native_file file, const void* data, std::size_t size) {
+bool write_file(native_file file, const void* data, std::size_t size, std::error_code* error) {
     auto p = static_cast<const char*>(data);
     while (size > 0) {
         ssize_t n = ::write(descriptor(file), p, size);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
-            return false;
+            return fail_with(n < 0 ? errno : EIO, error);
         p += n;
         size -= static_cast<std::size_t>(n);
     }
     return true;
 }
 
-std::int64_t seek_file(native_file file, std::int64_t offset, seek_origin origin) {
+std::int64_t seek_file(native_file file, std::int64_t offset, seek_origin origin,
+                       std::error_code* error) {
     int whence = origin == seek_origin::begin     ? SEEK_SET
                  : origin == seek_origin::current ? SEEK_CUR
                                                   : SEEK_END;
-    return ::lseek(descriptor(file), static_cast<off_t>(offset), whence);
+    off_t result = ::lseek(descriptor(file), static_cast<off_t>(offset), whence);
+    if (result < 0)
+        fail_with(errno, error);
+    return result;
 }
 
-bool commit_file(native_file file) {
-    return ::fsync(descriptor(file)) == 0;
+bool commit_file(native_file file, std::error_code* error) {
+    return ::fsync(descriptor(file)) == 0 || fail_with(errno, error);
 }
 
 bool file_exists(const std::wstring& name) {
     return stat_of(name).has_value();
 }
 
-std::optional<file_attributes> get_file_attributes(const std::wstring& name) {
-    auto info = stat_of(name);
+std::optional<file_attributes> get_file_attributes(const std::wstring& name,
+                                                   std::error_code* error) {
+    auto info = stat_of(name, error);
     if (!info)
         return std::nullopt;
     file_attributes attributes;
@@ -113,17 +123,17 @@ std::optional<file_attributes> get_file_attributes(const std::wstring& name) {
 }
 
 // A dot name is what makes a file hidden here; there is nothing to store.
-bool set_file_hidden(const std::wstring& name) {
-    return file_exists(name);
+bool set_file_hidden(const std::wstring& name, std::error_code* error) {
+    return stat_of(name, error).has_value();
 }
 
-bool set_file_read_only(const std::wstring& name, bool read_only) {
-    auto info = stat_of(name);
+bool set_file_read_only(const std::wstring& name, bool read_only, std::error_code* error) {
+    auto info = stat_of(name, error);
     if (!info)
         return false;
     mode_t mode = info->st_mode & 07777;
     mode = read_only ? (mode & ~mode_t(S_IWUSR | S_IWGRP | S_IWOTH)) : (mode | S_IWUSR);
-    return ::chmod(posix_path(name).c_str(), mode) == 0;
+    return ::chmod(posix_path(name).c_str(), mode) == 0 || fail_with(errno, error);
 }
 
 } // namespace qel::platform
