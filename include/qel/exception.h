@@ -16,8 +16,6 @@ public:
     // Wide messages are stored as UTF-8, one UTF-16 unit at a time.
     explicit basic_exception(const wchar_t* message);
     explicit basic_exception(const std::wstring& message);
-    basic_exception(const basic_exception& other);
-    basic_exception& operator=(const basic_exception& other);
     ~basic_exception() override;
 
     // The what() text decoded from UTF-8.
@@ -28,8 +26,6 @@ class QEL_API compress_error : public basic_exception {
 public:
     compress_error(const char* message, int code);
     compress_error(const std::string& message, int code);
-    compress_error(const compress_error& other);
-    compress_error& operator=(const compress_error& other);
     ~compress_error() override;
 
     int code() const { return code_; }
@@ -42,8 +38,6 @@ class QEL_API serialize_error : public basic_exception {
 public:
     explicit serialize_error(const char* message);
     explicit serialize_error(const std::string& message);
-    serialize_error(const serialize_error& other);
-    serialize_error& operator=(const serialize_error& other);
     ~serialize_error() override;
 };
 
@@ -51,8 +45,6 @@ class QEL_API variant_error : public basic_exception {
 public:
     explicit variant_error(const char* message);
     explicit variant_error(const std::string& message);
-    variant_error(const variant_error& other);
-    variant_error& operator=(const variant_error& other);
     ~variant_error() override;
 };
 
@@ -60,8 +52,6 @@ public:
 class QEL_API variant_range_error : public variant_error {
 public:
     variant_range_error();
-    variant_range_error(const variant_range_error& other);
-    variant_range_error& operator=(const variant_range_error& other);
     ~variant_range_error() override;
 };
 
@@ -69,8 +59,6 @@ public:
 class QEL_API bad_variant_type : public variant_error {
 public:
     bad_variant_type();
-    bad_variant_type(const bad_variant_type& other);
-    bad_variant_type& operator=(const bad_variant_type& other);
     ~bad_variant_type() override;
 };
 
@@ -80,8 +68,6 @@ namespace detail {
 class QEL_API compress_bad_method_ : public compress_error {
 public:
     compress_bad_method_();
-    compress_bad_method_(const compress_bad_method_& other);
-    compress_bad_method_& operator=(const compress_bad_method_& other);
     ~compress_bad_method_() override;
 };
 
@@ -89,8 +75,6 @@ public:
 class QEL_API compress_no_impl_ : public compress_error {
 public:
     compress_no_impl_();
-    compress_no_impl_(const compress_no_impl_& other);
-    compress_no_impl_& operator=(const compress_no_impl_& other);
     ~compress_no_impl_() override;
 };
 

@@ -98,6 +98,17 @@ private:
     std::unique_ptr<IMemoryStream> impl_;
 };
 
+namespace detail {
+
+// The bits of a file_stream_mode value: access in bits 0-3, write options in bits 16-27.
+inline constexpr unsigned int mode_read = 0x1;
+inline constexpr unsigned int mode_write = 0x2;
+inline constexpr unsigned int mode_append = 0x10000;
+inline constexpr unsigned int mode_create = 0x20000;
+inline constexpr unsigned int mode_flush_on_close = 0x40000;
+
+} // namespace detail
+
 // Option bits that extend a file_stream_mode.
 class QEL_API file_stream_option {
 public:
@@ -106,7 +117,9 @@ public:
     file_stream_option& operator=(const file_stream_option&) = default;
 
     // Commit every flush to the disk and flush before closing; the file is opened shared.
-    static file_stream_option flush_on_close() { return file_stream_option(0x40000); }
+    static file_stream_option flush_on_close() {
+        return file_stream_option(detail::mode_flush_on_close);
+    }
 
     bool is_empty() const { return opt_ == 0; }
     unsigned int get_opt() const { return opt_; }
@@ -117,19 +130,29 @@ private:
 };
 
 // How a file is opened: access bits 0-3 (0x1 read, 0x2 write), write options 16-27
-// (0x10000 append, 0x20000 create, 0x40000 flush on close).
+// (0x10000 append, 0x20000 create, 0x40000 flush on close); see detail::mode_*.
 class QEL_API file_stream_mode {
 public:
     file_stream_mode(const file_stream_mode&) = default;
     file_stream_mode& operator=(const file_stream_mode&) = default;
 
-    static file_stream_mode read() { return file_stream_mode(0x1); }
-    static file_stream_mode write() { return file_stream_mode(0x2); }
-    static file_stream_mode create() { return file_stream_mode(0x20002); }
-    static file_stream_mode append() { return file_stream_mode(0x10002); }
-    static file_stream_mode read_write() { return file_stream_mode(0x3); }
-    static file_stream_mode read_create() { return file_stream_mode(0x20003); }
-    static file_stream_mode read_append() { return file_stream_mode(0x10003); }
+    static file_stream_mode read() { return file_stream_mode(detail::mode_read); }
+    static file_stream_mode write() { return file_stream_mode(detail::mode_write); }
+    static file_stream_mode create() {
+        return file_stream_mode(detail::mode_create | detail::mode_write);
+    }
+    static file_stream_mode append() {
+        return file_stream_mode(detail::mode_append | detail::mode_write);
+    }
+    static file_stream_mode read_write() {
+        return file_stream_mode(detail::mode_read | detail::mode_write);
+    }
+    static file_stream_mode read_create() {
+        return file_stream_mode(detail::mode_create | detail::mode_read | detail::mode_write);
+    }
+    static file_stream_mode read_append() {
+        return file_stream_mode(detail::mode_append | detail::mode_read | detail::mode_write);
+    }
 
     unsigned int get() const { return value_; }
     unsigned int get_rw() const { return value_ & 0xFu; }

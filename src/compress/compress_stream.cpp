@@ -1,4 +1,5 @@
 #include "compress/byte_io.h"
+#include "compress/compress_messages.h"
 #include "compress/compress_stream_impl.h"
 
 #include <algorithm>
@@ -8,13 +9,13 @@ namespace qel {
 namespace detail {
 
 void throw_output_error_() {
-    throw compress_error("output stream error", 0);
+    throw compress_error(compress_messages::output_stream_error, 0);
 }
 void throw_input_error_() {
-    throw compress_error("input stream error", 0);
+    throw compress_error(compress_messages::input_stream_error, 0);
 }
 void throw_unexpected_end_() {
-    throw compress_error("input stream unexpected end", 0);
+    throw compress_error(compress_messages::input_unexpected_end, 0);
 }
 
 void basic_compress_stream_impl_::read(void*, std::size_t, std::size_t*) {

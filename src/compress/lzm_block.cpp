@@ -1,4 +1,5 @@
 #include "compress/lzm_block.h"
+#include "compress/compress_messages.h"
 
 #include <qel/exception.h>
 
@@ -47,9 +48,9 @@ inline void check(bool ok, const char* message) {
 }
 
 inline lzm_choice_ select(std::size_t lit, std::size_t length, std::size_t offset) {
-    check(lit <= max_literals, "LZM assert: select: uncompressed seq to long");
-    check(length <= 34, "LZM assert: select: match seq to long");
-    check(offset <= 8191, "LZM assert: select: offset to long");
+    check(lit <= max_literals, compress_messages::literal_run_too_long);
+    check(length <= 34, compress_messages::match_too_long);
+    check(offset <= 8191, compress_messages::offset_too_long);
     if (length < 3)
         return {0, false};
     if (lit == 0 && offset <= 4095 && length <= 6)
@@ -117,7 +118,7 @@ inline std::size_t put_match_head(char* out, int kind, std::size_t lit, std::siz
         written = 3;
         break;
     default:
-        fail("LZM assert: select: invalid marker type");
+        fail(compress_messages::invalid_marker);
     }
     return written;
 }
@@ -332,7 +333,7 @@ inline scan_result scan_literals(const unsigned char* in, std::uint16_t* table, 
 
 std::uint16_t lzm_block_encoder_::encode(const char* input, std::size_t size) {
     // Offsets and table entries are 13-bit and 16-bit quantities.
-    check(size <= lzm_block_input_limit, "LZM assert: block too large");
+    check(size <= lzm_block_input_limit, compress_messages::block_too_large);
     std::uint16_t* const table = hash_table_.data();
     // An entry of 0 stands for "no position" as well as for position 0, so no probe needs a
     // separate emptiness test: an empty entry's bytes (those at 0) can only equal the current
@@ -451,7 +452,7 @@ std::uint16_t lzm_block_encoder_::encode(const char* input, std::size_t size) {
     }
     if (pos != anchor)
         flush_literals();
-    check(pos == n, "LZM assert: compress size mismatch");
+    check(pos == n, compress_messages::compress_size_mismatch);
 
     length_ = static_cast<std::size_t>(out - begin);
     return static_cast<std::uint16_t>(length_);
@@ -550,7 +551,7 @@ bool read_match(unsigned t, const unsigned char*& p, const unsigned char* end, s
     out.resize(kept);
     auto take = [&](std::size_t count) {
         if (static_cast<std::size_t>(end - p) < count)
-            throw compress_error("out of input buffer error", 0);
+            throw compress_error(compress_messages::out_of_input, 0);
         out.insert(out.end(), p, p + count);
         p += count;
     };
@@ -559,12 +560,12 @@ bool read_match(unsigned t, const unsigned char*& p, const unsigned char* end, s
         if (t >= 0x40) {
             std::size_t lit, len, off;
             if (!read_match(t, p, end, lit, len, off))
-                throw compress_error("out of input buffer error", 0);
+                throw compress_error(compress_messages::out_of_input, 0);
             take(lit);
             if (off == 0 || off > out.size() - base)
-                throw compress_error("LZM assert: match offset out of block", 0);
+                throw compress_error(compress_messages::offset_out_of_block, 0);
             if (len > off)
-                throw compress_error("LZM assert: match overlaps its output", 0);
+                throw compress_error(compress_messages::match_overlaps_output, 0);
             const std::size_t from = out.size() - off;
             for (std::size_t i = 0; i < len; ++i)
                 out.push_back(out[from + i]);
@@ -572,12 +573,12 @@ bool read_match(unsigned t, const unsigned char*& p, const unsigned char* end, s
             take(t);
         } else {
             if (end - p < 2)
-                throw compress_error("out of input buffer error", 0);
+                throw compress_error(compress_messages::out_of_input, 0);
             out.insert(out.end(), p[0], static_cast<char>(p[1]));
             p += 2;
         }
     }
-    throw compress_error("LZM decompressed data size too large", 0);
+    throw compress_error(compress_messages::size_too_large, 0);
 }
 
 } // namespace
@@ -596,7 +597,6 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
     auto fail_here = [&](const char* message) {
         fail_decode(out, base + static_cast<std::size_t>(o - first), message);
     };
-    constexpr const char* out_of_input = "out of input buffer error";
 
     // Fast loop while a whole token plus a 16-byte literal chunk is left in the payload. It
     // takes only tokens that are valid and fit; anything else is left to the careful loop
@@ -658,10 +658,10 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
         if (t >= 0x40) {
             std::size_t lit, len, off;
             if (!read_match(t, p, end, lit, len, off))
-                fail_here(out_of_input);
+                fail_here(compress_messages::out_of_input);
             if (lit != 0) {
                 if (lit > avail())
-                    fail_here(out_of_input);
+                    fail_here(compress_messages::out_of_input);
                 if (lit > room())
                     refuse_size();
                 // At most 15 literals: one chunk when the payload has 16 bytes left.
@@ -673,9 +673,9 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
                 p += lit;
             }
             if (off == 0 || off > static_cast<std::size_t>(o - first))
-                fail_here("LZM assert: match offset out of block");
+                fail_here(compress_messages::offset_out_of_block);
             if (len > off)
-                fail_here("LZM assert: match overlaps its output");
+                fail_here(compress_messages::match_overlaps_output);
             if (len > room())
                 refuse_size();
             // Chunked copy may write up to 47 bytes past o into the slack and read bytes
@@ -683,7 +683,7 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
             o = copy_match(o, off, len);
         } else if (t != 0) {
             if (t > avail())
-                fail_here(out_of_input);
+                fail_here(compress_messages::out_of_input);
             if (t > room())
                 refuse_size();
             std::memcpy(o, p, t);
@@ -691,7 +691,7 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
             p += t;
         } else {
             if (avail() < 2)
-                fail_here(out_of_input);
+                fail_here(compress_messages::out_of_input);
             const std::size_t count = p[0];
             if (count > room())
                 refuse_size();
@@ -702,7 +702,7 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
     }
     // Every read above is bounded by the payload end, so the loop ends exactly there.
     if (p != end)
-        fail_here("LZM assert: uncompress size mismatch");
+        fail_here(compress_messages::uncompress_size_mismatch);
 
     const auto produced = static_cast<std::size_t>(o - first);
     out.resize(base + produced);

@@ -1,5 +1,6 @@
 // The lzm method over memory, vectors and streams, on top of the block codec.
 #include "compress/byte_io.h"
+#include "compress/compress_messages.h"
 #include "compress/compress_stream_impl.h"
 #include "compress/lzm_block.h"
 
@@ -53,7 +54,7 @@ std::size_t payload_size_of(const char* header, std::size_t available) {
     };
     std::uint32_t word = byte(0) | (byte(1) << 8) | (byte(2) << 16) | (byte(3) << 24);
     if ((word & 0xFFFF) != lzm_magic)
-        throw compress_error("LZM header not found", 0);
+        throw compress_error(compress_messages::lzm_header_not_found, 0);
     return word >> 16;
 }
 
@@ -88,7 +89,7 @@ template <class Output> void inflate_memory(const char* data, std::size_t size, 
         std::size_t payload_size = payload_size_of(data + at, size - at);
         at += lzm_header_size;
         if (at > size || payload_size > size - at)
-            throw compress_error("out of input buffer error", 0);
+            throw compress_error(compress_messages::out_of_input, 0);
         blocks.decode(data + at, payload_size);
         at += payload_size;
     }

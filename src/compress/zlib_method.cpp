@@ -1,5 +1,6 @@
 // The zlib method: one zlib stream out, any concatenation of zlib streams in.
 #include "compress/byte_io.h"
+#include "compress/compress_messages.h"
 #include "compress/compress_stream_impl.h"
 
 #include <zlib.h>
@@ -14,7 +15,7 @@ constexpr std::size_t piece_size = 65535;
 constexpr const char* zlib_interface_version = "1.2.8";
 
 [[noreturn]] void throw_zlib_error(int code) {
-    throw compress_error("ZLIB error", code);
+    throw compress_error(compress_messages::zlib_error, code);
 }
 
 // A z_stream set up for one direction, ended on every way out.

@@ -13,8 +13,6 @@ basic_exception::basic_exception(const wchar_t* message)
     : std::runtime_error(detail::to_utf8_(message)) {}
 basic_exception::basic_exception(const std::wstring& message)
     : std::runtime_error(detail::to_utf8_(message).c_str()) {}
-basic_exception::basic_exception(const basic_exception& other) = default;
-basic_exception& basic_exception::operator=(const basic_exception& other) = default;
 basic_exception::~basic_exception() = default;
 
 std::wstring basic_exception::wide_what() const {
@@ -28,42 +26,28 @@ compress_error::compress_error(const char* message, int code)
     : basic_exception(message), code_(code) {}
 compress_error::compress_error(const std::string& message, int code)
     : basic_exception(message), code_(code) {}
-compress_error::compress_error(const compress_error& other) = default;
-compress_error& compress_error::operator=(const compress_error& other) = default;
 compress_error::~compress_error() = default;
 
 serialize_error::serialize_error(const char* message) : basic_exception(message) {}
 serialize_error::serialize_error(const std::string& message) : basic_exception(message) {}
-serialize_error::serialize_error(const serialize_error& other) = default;
-serialize_error& serialize_error::operator=(const serialize_error& other) = default;
 serialize_error::~serialize_error() = default;
 
 variant_error::variant_error(const char* message) : basic_exception(message) {}
 variant_error::variant_error(const std::string& message) : basic_exception(message) {}
-variant_error::variant_error(const variant_error& other) = default;
-variant_error& variant_error::operator=(const variant_error& other) = default;
 variant_error::~variant_error() = default;
 
 variant_range_error::variant_range_error() : variant_error("value out of integer range") {}
-variant_range_error::variant_range_error(const variant_range_error& other) = default;
-variant_range_error& variant_range_error::operator=(const variant_range_error& other) = default;
 variant_range_error::~variant_range_error() = default;
 
 bad_variant_type::bad_variant_type() : variant_error("bad variant type") {}
-bad_variant_type::bad_variant_type(const bad_variant_type& other) = default;
-bad_variant_type& bad_variant_type::operator=(const bad_variant_type& other) = default;
 bad_variant_type::~bad_variant_type() = default;
 
 namespace detail {
 
 compress_bad_method_::compress_bad_method_() : compress_error("invalid compression method", 0) {}
-compress_bad_method_::compress_bad_method_(const compress_bad_method_& other) = default;
-compress_bad_method_& compress_bad_method_::operator=(const compress_bad_method_& other) = default;
 compress_bad_method_::~compress_bad_method_() = default;
 
 compress_no_impl_::compress_no_impl_() : compress_error("not implemented", 0) {}
-compress_no_impl_::compress_no_impl_(const compress_no_impl_& other) = default;
-compress_no_impl_& compress_no_impl_::operator=(const compress_no_impl_& other) = default;
 compress_no_impl_::~compress_no_impl_() = default;
 
 } // namespace detail

@@ -2,25 +2,21 @@
 
 #include "platform/file.h"
 
+#include <qel/stream.h>
+
 namespace qel::detail {
 namespace {
 
-constexpr unsigned int access_read = 0x1;
-constexpr unsigned int access_write = 0x2;
-constexpr unsigned int option_append = 0x10000;
-constexpr unsigned int option_create = 0x20000;
-constexpr unsigned int option_flush_on_close = 0x40000;
-
 platform::file_access access_for(unsigned int mode, bool shared_update) {
     platform::file_access access;
-    access.read = (mode & access_read) != 0;
-    bool write = (mode & access_write) != 0;
+    access.read = (mode & mode_read) != 0;
+    bool write = (mode & mode_write) != 0;
     if (!write)
         return access;
     access.write = true;
-    if (mode & option_create) {
+    if (mode & mode_create) {
         access.disposition = platform::file_disposition::create_or_truncate;
-    } else if (mode & option_append) {
+    } else if (mode & mode_append) {
         access.append = true;
         access.disposition = platform::file_disposition::open_or_create;
     } else if (access.read || shared_update) {
@@ -48,8 +44,8 @@ bool base_name_starts_with_dot(const std::wstring& name) {
 
 unsigned int open_file_stream_(file_buffer& buffer, std::iostream& stream, const std::wstring& name,
                                unsigned int mode, bool binary) {
-    const bool write = (mode & access_write) != 0;
-    const bool shared_commit = write && (mode & option_flush_on_close) != 0;
+    const bool write = (mode & mode_write) != 0;
+    const bool shared_commit = write && (mode & mode_flush_on_close) != 0;
     unsigned int close_flags = shared_commit ? close_flag_flush : 0;
 
     if (buffer.open(name, access_for(mode, shared_commit), !binary, shared_commit))

@@ -14,10 +14,10 @@ public:
     TextFileStream_impl_(const std::wstring& name, file_stream_mode mode,
                          const text_encoding& encoding) {
         switch (mode.get_rw()) {
-        case 0x1:
+        case mode_read:
             open_for_reading(name, mode.get(), encoding);
             break;
-        case 0x2:
+        case mode_write:
             open_for_writing(name, mode.get(), encoding);
             break;
         default:
@@ -96,7 +96,7 @@ private:
         if (!is_open())
             return close_after_failure();
         policy_ = &policy;
-        const bool appending = (mode & 0x10000) != 0;
+        const bool appending = (mode & mode_append) != 0;
         if (policy.is_binary() && !appending && !(encoding_.flags() & flag_no_signature))
             policy.write_signature(stream_);
     }
