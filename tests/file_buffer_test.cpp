@@ -271,31 +271,4 @@ TEST(FileOpenRoutine, BinarySwitchOffOpensInTextMode) {
     }
 }
 
-TEST(FileOpenRoutine, PlainPathHasNoCloseFlagsAndSetsStreamFlags) {
-    temp_dir dir;
-    write_bytes(dir.path("f"), "0123456789");
-    for (unsigned int mode : {0x1u, 0x2u, 0x10003u, 0x40001u}) {
-        file_buffer buffer;
-        std::iostream stream(&buffer);
-        stream.setstate(std::ios_base::badbit | std::ios_base::eofbit);
-        EXPECT_EQ(qel::detail::open_file_stream_(buffer, stream, dir.wide("f"), mode, true), 0u);
-        EXPECT_TRUE(buffer.is_open()) << mode;
-        EXPECT_TRUE(stream.good()) << mode;
-    }
-    EXPECT_EQ(read_bytes(dir.path("f")), "") << "write() truncates";
-
-    for (unsigned int mode : {0x0u, 0x40000u, 0x10000u}) {
-        file_buffer buffer;
-        std::iostream stream(&buffer);
-        qel::detail::open_file_stream_(buffer, stream, dir.wide("f"), mode, true);
-        EXPECT_FALSE(buffer.is_open()) << mode;
-        EXPECT_TRUE(stream.fail()) << mode;
-    }
-    file_buffer buffer;
-    std::iostream stream(&buffer);
-    qel::detail::open_file_stream_(buffer, stream, dir.wide("missing"), 0x40001u, true);
-    EXPECT_FALSE(buffer.is_open());
-    EXPECT_TRUE(stream.fail());
-}
-
 } // namespace

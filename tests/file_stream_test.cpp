@@ -322,25 +322,6 @@ TEST(FileStreamLifecycle, DefaultCloseAndReopen) {
     EXPECT_TRUE(s.eof());
 }
 
-TEST(FileStreamLifecycle, MoveKeepsTheOpenFile) {
-    temp_dir dir;
-    file_stream s(dir.wide("a"), file_stream_mode::create());
-    write_text(s, "ab");
-    file_stream t(std::move(s));
-    EXPECT_FALSE(s.is_open());
-    ASSERT_TRUE(t.is_open());
-    write_text(t, "cd");
-    EXPECT_EQ(t.get_size(), 4);
-
-    file_stream u(dir.wide("b"), file_stream_mode::create());
-    write_text(u, "zz");
-    u = std::move(t); // closes "b"
-    EXPECT_EQ(read_bytes(dir.path("b")), "zz");
-    u.put('e');
-    u.close();
-    EXPECT_EQ(read_bytes(dir.path("a")), "abcde");
-}
-
 // Small pieces fill the 32 KiB buffer; large ones go around it. Order and positions must hold.
 TEST(FileStreamTransfer, MixedSizesKeepOrderAndPositions) {
     temp_dir dir;
