@@ -96,16 +96,25 @@ TEST(Date, ConstructSetAndStepMonths) {
         return dmy_text(d);
     };
     const std::pair<std::string, std::string> rows[] = {
-        {dmy_text(date(1, 13, 2004)), "1.1.2005"},   {dmy_text(date(1, 0, 2004)), "1.12.2003"},
-        {dmy_text(date(1, -12, 2004)), "1.12.2002"}, {dmy_text(date(1, -11, 2004)), "1.1.2003"},
-        {dmy_text(date(1, 25, 2004)), "1.1.2006"},   {dmy_text(date(0, 3, 2004)), "29.2.2004"},
-        {dmy_text(date(32, 1, 2005)), "1.2.2005"},   {dmy_text(date(1460)), "31.12.4"},
+        {dmy_text(date(1, 13, 2004)), "1.1.2005"},
+        {dmy_text(date(1, 0, 2004)), "1.12.2003"},
+        {dmy_text(date(1, -12, 2004)), "1.12.2002"},
+        {dmy_text(date(1, -11, 2004)), "1.1.2003"},
+        {dmy_text(date(1, 25, 2004)), "1.1.2006"},
+        {dmy_text(date(0, 3, 2004)), "29.2.2004"},
+        {dmy_text(date(32, 1, 2005)), "1.2.2005"},
+        {dmy_text(date(1460)), "31.12.4"},
         // No century exception outside the valid range: 1900 is a leap year here.
-        {dmy_text(date(29, 2, 1900)), "29.2.1900"},  {step(date(31, 1, 2005), 1), "28.2.2005"},
-        {step(date(31, 1, 2004), 1), "29.2.2004"},   {step(date(29, 2, 2004), 12), "28.2.2005"},
-        {step(date(15, 12, 2099), 1), "15.12.2099"}, {step(date(15, 11, 2005), 14), "15.1.2007"},
-        {step(date(31, 3, 2005), -1), "28.2.2005"},  {step(date(15, 1, 2005), -1), "15.12.2004"},
-        {step(date(15, 3, 2005), -15), "15.12.2003"}, {step(date(15, 1, 1901), -1), "15.1.1901"},
+        {dmy_text(date(29, 2, 1900)), "29.2.1900"},
+        {step(date(31, 1, 2005), 1), "28.2.2005"},
+        {step(date(31, 1, 2004), 1), "29.2.2004"},
+        {step(date(29, 2, 2004), 12), "28.2.2005"},
+        {step(date(15, 12, 2099), 1), "15.12.2099"},
+        {step(date(15, 11, 2005), 14), "15.1.2007"},
+        {step(date(31, 3, 2005), -1), "28.2.2005"},
+        {step(date(15, 1, 2005), -1), "15.12.2004"},
+        {step(date(15, 3, 2005), -15), "15.12.2003"},
+        {step(date(15, 1, 1901), -1), "15.1.1901"},
     };
     for (const auto& [got, expected] : rows)
         EXPECT_EQ(got, expected);
@@ -117,9 +126,9 @@ TEST(Date, ConstructSetAndStepMonths) {
     EXPECT_EQ(dmy_text(d), "15.5.2005");
 
     const int before = d.get();
-    for (const auto& [day, month, year] : {std::tuple{29, 2, 2001}, std::tuple{31, 4, 2005},
-                                           std::tuple{1, 1, 1900}, std::tuple{1, 1, 2100},
-                                           std::tuple{0, 1, 2005}, std::tuple{1, 13, 2005}})
+    for (const auto& [day, month, year] :
+         {std::tuple{29, 2, 2001}, std::tuple{31, 4, 2005}, std::tuple{1, 1, 1900},
+          std::tuple{1, 1, 2100}, std::tuple{0, 1, 2005}, std::tuple{1, 13, 2005}})
         EXPECT_FALSE(d.put(day, month, year)) << day << "." << month << "." << year;
     EXPECT_EQ(d.get(), before);
     EXPECT_TRUE(d.put(29, 2, 2000));
@@ -340,15 +349,15 @@ TEST(Parsing, DatesUnderDefaultAndGivenMasks) {
         // A digit separator cuts the text at every such digit, even inside fields.
         {"0111211999", "dd.mm.yyyy", '1', nullptr},
         {"0210212003", "dd.mm.yyyy", '1', "2.2.2003"},
-        {"01.02.2003", "dd.mm", '.', nullptr},    // no year field
+        {"01.02.2003", "dd.mm", '.', nullptr},      // no year field
         {"+49.2.1", "yyyy.mm.dd", '.', "1.2.2049"}, // two digits
         // The year must fit 32 bits, as strtol's long does on Windows.
         {"01.02.4294969299", "dd.mm.yyyyyyyyyy", '.', nullptr},
     };
     for (const row& r : rows) {
         date d(1);
-        const bool ok = r.mask.empty() ? qel::from_str(r.text, d)
-                                       : qel::from_str(r.text, r.mask, r.sep, d);
+        const bool ok =
+            r.mask.empty() ? qel::from_str(r.text, d) : qel::from_str(r.text, r.mask, r.sep, d);
         EXPECT_EQ(ok ? dmy_text(d) : "refused", r.parsed ? r.parsed : "refused") << r.text;
     }
     EXPECT_EQ(qel::from_str(std::wstring(L"31.12.2099"), date(7)).get(), last_day);

@@ -49,8 +49,8 @@ TEST(ExceptionTest, MessagesAndCommonBases) {
 TEST(ExceptionTest, WideMessagesTravelAsUtf8) {
     const std::wstring text = units({0x41, 0xE9, 0x20AC, 0xD83D, 0xDE00});
     const qel::basic_exception e(text);
-    EXPECT_EQ(std::string(e.what()), bytes({0x41, 0xC3, 0xA9, 0xE2, 0x82, 0xAC, 0xED, 0xA0, 0xBD,
-                                            0xED, 0xB8, 0x80}));
+    EXPECT_EQ(std::string(e.what()),
+              bytes({0x41, 0xC3, 0xA9, 0xE2, 0x82, 0xAC, 0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}));
     EXPECT_EQ(e.wide_what(), text);
     EXPECT_EQ(qel::basic_exception(text.c_str()).wide_what(), text);
     EXPECT_STREQ(qel::basic_exception(std::wstring(L"ab\0cd", 5)).what(), "ab");

@@ -1,5 +1,4 @@
 // The file stream buffer in binary and text mode, and the open routine of the file streams.
-#include "platform_support.h"
 #include "test_support.h"
 
 #include "platform/file.h"
@@ -24,7 +23,15 @@ using namespace std::string_literals;
 
 constexpr std::size_t buffer_size = 32 * 1024;
 
-using qel_test::access_of;
+platform::file_access access_of(bool read, bool write, platform::file_disposition disposition,
+                                bool append = false) {
+    platform::file_access access;
+    access.read = read;
+    access.write = write;
+    access.append = append;
+    access.disposition = disposition;
+    return access;
+}
 
 const platform::file_access reading =
     access_of(true, false, platform::file_disposition::open_existing);
@@ -167,7 +174,9 @@ TEST(FileBufferText, ReadingTurnsCrLfIntoLfAndStopsAtCtrlZ) {
         {lead + "\ry", lead + "\ry"},
         {lead + "\r\r\n", lead + "\r\n"},
         {lead + "x\r\n", lead + "x\n"},
-        {"ab\r\n\x1A" "cd\r\n", "ab\n"},
+        {"ab\r\n\x1A"
+         "cd\r\n",
+         "ab\n"},
         {far + "\x1A" + "more", far},
     };
     for (const auto& [stored, text] : cases) {

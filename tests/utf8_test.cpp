@@ -117,7 +117,7 @@ TEST(Utf8Test, ZeroBytes) {
         std::wstring text;
     };
     const row rows[] = {
-        {std::string("ab\0cd", 5), 2, L"ab"},   {"abc", 3, L"abc"},
+        {std::string("ab\0cd", 5), 2, L"ab"},    {"abc", 3, L"abc"},
         {bytes({0xC3, 0, 0x41}), 1, units({0})}, {bytes({0xE2, 0x82, 0, 0x41}), 2, units({0})},
         {bytes({0xEF, 0xBB, 0xBF, 0}), 3, L""},  {bytes({0xF0, 0x9F, 0, 0x41}), 2, L"?"},
     };
