@@ -55,7 +55,7 @@ bytes mixed_data(std::size_t n, std::uint32_t seed) {
     while (b.size() < n) {
         switch (engine() % 3) {
         case 0:
-            for (unsigned i = engine() % 300; i > 0; --i)
+            for (auto i = engine() % 300; i > 0; --i)
                 b.push_back(static_cast<char>(engine()));
             break;
         case 1:
@@ -64,7 +64,7 @@ bytes mixed_data(std::size_t n, std::uint32_t seed) {
         default:
             if (!b.empty()) {
                 std::size_t dist = 1 + engine() % std::min<std::size_t>(b.size(), 8190);
-                for (unsigned i = 3 + engine() % 40; i > 0; --i)
+                for (auto i = 3 + engine() % 40; i > 0; --i)
                     b.push_back(b[b.size() - dist]);
             }
         }
