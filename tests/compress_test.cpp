@@ -131,14 +131,12 @@ testing::AssertionResult throws_compress_error(F&& f, const std::string& message
     return testing::AssertionFailure() << "no exception, expected \"" << message << "\"";
 }
 
-// A wrapped stream that records what reaches it and answers state questions as told.
+// A wrapped stream that records what reaches it; error() answers as told.
 class recording_target : public qel::IStream {
 public:
     bytes written;
-    int writes = 0, flushes = 0, resets = 0;
-    bool error_answer = false, eof_answer = false, ok_answer = true;
-    std::streamoff position = 0;
-    std::int64_t size = 0;
+    int writes = 0, flushes = 0;
+    bool error_answer = false;
 
     void read(void*, std::size_t, std::size_t* count) override {
         if (count)
@@ -152,26 +150,15 @@ public:
     char get() override { return 0; }
     void put(char c) override { write(&c, 1); }
     void flush() override { ++flushes; }
-    void reset() override { ++resets; }
+    void reset() override {}
     bool error() const override { return error_answer; }
-    bool eof() const override { return eof_answer; }
-    bool ok() const override { return ok_answer; }
+    bool eof() const override { return false; }
+    bool ok() const override { return !error_answer; }
     std::fpos<int> seek(std::fpos<int>, int, int) override { return -1; }
-    std::fpos<int> get_pos(int) override { return std::fpos<int>(position); }
-    std::int64_t get_size() override { return size; }
+    std::fpos<int> get_pos(int) override { return -1; }
+    std::int64_t get_size() override { return 0; }
 };
 
-// The method-dispatching `deflate`, called with the argument order of the per-method families.
-struct dispatch_deflate {
-    int method;
-    template <class... A> void operator()(A&&... a) const { qel::deflate(method, a...); }
-    void operator()(std::istream& i, bytes& o, std::int64_t size) const {
-        qel::deflate(method, i, size, o);
-    }
-};
-auto dispatch_inflate(int method) {
-    return [method](auto&&... a) { qel::inflate(method, a...); };
-}
 constexpr auto lzm_deflate_fn = [](auto&&... a) { qel::lzm_deflate(a...); };
 constexpr auto lzm_inflate_fn = [](auto&&... a) { qel::lzm_inflate(a...); };
 constexpr auto zlib_deflate_fn = [](auto&&... a) { qel::zlib_deflate(a...); };
@@ -291,23 +278,6 @@ TEST(CompressShellTest, LargeWritesAreCutInto8191ByteBlocksAtOnce) {
     }
 }
 
-TEST(CompressShellTest, PutIsAOneByteWrite) {
-    const bytes abcabc = of("abcabc");
-    for (int method : {lzm, zlib}) {
-        recording_target by_put, by_write;
-        {
-            qel::deflate_stream p(by_put, method), w(by_write, method);
-            for (char c : abcabc)
-                p.put(c);
-            w.write(abcabc.data(), abcabc.size());
-        }
-        EXPECT_EQ(by_put.written, by_write.written);
-        if (method == lzm) { // three pending literals carried by one "01" match, offset 3
-            EXPECT_EQ(by_put.written, hex({0x5B, 0x5A, 0x05, 0x00, 0x70, 0x03, 0x61, 0x62, 0x63}));
-        }
-    }
-}
-
 TEST(CompressShellTest, NothingReachesTheTargetBeforeTheThreshold) {
     const bytes input = random_data(70000, 2);
     recording_target l;
@@ -363,56 +333,21 @@ TEST(CompressShellTest, DestructorEmitsPendingDataAndSwallowsErrors) {
     }
 }
 
-TEST(CompressShellTest, UnsupportedOperationsThrowNotImplemented) {
+TEST(CompressShellTest, UnsupportedOperationsAndSpentStreams) {
     for (int method : {lzm, zlib}) {
         SCOPED_TRACE(method);
         recording_target target;
         qel::deflate_stream d(target, method);
+        qel::inflate_stream i(target, method);
         qel::IStream& di = d.get_interface();
-        char c = 0;
-        std::size_t count = 0;
-        EXPECT_TRUE(throws_compress_error([&] { di.read(&c, 1, &count); }, "not implemented"));
-        EXPECT_TRUE(throws_compress_error([&] { di.get(); }, "not implemented"));
-        EXPECT_TRUE(throws_compress_error([&] { di.seek(0, 0, in); }, "not implemented"));
-        EXPECT_TRUE(throws_compress_error([&] { di.get_pos(in); }, "not implemented"));
-        EXPECT_TRUE(throws_compress_error([&] { di.get_size(); }, "not implemented"));
-
-        qel::inflate_stream i(target, method);
         qel::IStream& ii = i.get_interface();
-        EXPECT_TRUE(throws_compress_error([&] { ii.write("x", 1); }, "not implemented"));
-        EXPECT_TRUE(throws_compress_error([&] { ii.put('x'); }, "not implemented"));
-        EXPECT_TRUE(throws_compress_error([&] { ii.seek(0, 0, in); }, "not implemented"));
-        EXPECT_TRUE(throws_compress_error([&] { ii.flush(); }, "not implemented"));
-        EXPECT_EQ(target.writes, 0);
-        EXPECT_EQ(target.flushes, 0);
-    }
-}
-
-TEST(CompressShellTest, StateQuestionsGoToTheWrappedStream) {
-    for (int method : {lzm, zlib}) {
-        recording_target target;
-        qel::deflate_stream d(target, method);
-        qel::inflate_stream i(target, method);
-        d.reset();
-        i.reset();
-        i.get_interface().reset();
-        EXPECT_EQ(target.resets, 3);
-        for (bool flag : {true, false}) {
-            target.error_answer = flag;
-            target.eof_answer = flag;
-            target.ok_answer = !flag;
-            EXPECT_EQ(d.error(), flag);
-            EXPECT_EQ(d.eof(), flag);
-            EXPECT_EQ(d.ok(), !flag);
-            EXPECT_EQ(i.error(), flag);
-            EXPECT_EQ(i.eof(), flag); // nothing decoded is waiting
-            EXPECT_EQ(i.ok(), !flag);
-            EXPECT_EQ(i.get_interface().error(), flag);
-        }
-        target.size = 12345;
-        target.position = 77;
-        EXPECT_EQ(i.get_interface().get_size(), 12345);
-        EXPECT_EQ(std::streamoff(i.get_interface().get_pos(in)), 77);
+        char c = 0;
+        for (auto call : std::initializer_list<std::function<void()>>{
+                 [&] { di.read(&c, 1, nullptr); }, [&] { di.get(); }, [&] { di.seek(0, 0, in); },
+                 [&] { di.get_pos(in); }, [&] { di.get_size(); }, [&] { ii.write("x", 1); },
+                 [&] { ii.put('x'); }, [&] { ii.seek(0, 0, in); }, [&] { ii.flush(); }})
+            EXPECT_TRUE(throws_compress_error(call, "not implemented"));
+        EXPECT_EQ(target.writes + target.flushes, 0);
     }
     // A moved-from stream is spent: it moves no bytes and is never ok.
     recording_target target;
@@ -506,16 +441,11 @@ TEST(CompressDispatchTest, InvalidMethodIsRejectedBeforeAnyInputOrOutput) {
         const char* p = input.data();
         const std::size_t n = input.size();
         for (auto call : std::initializer_list<std::function<void()>>{
-                 [&] { qel::deflate(m, p, n, out); },  [&] { qel::deflate(m, input, out); },
-                 [&] { qel::deflate(m, p, n, os); },   [&] { qel::deflate(m, input, os); },
-                 [&] { qel::deflate(m, p, n, mo); },   [&] { qel::deflate(m, input, mo); },
-                 [&] { qel::deflate(m, is, 0, out); }, [&] { qel::deflate(m, ms, out, 0); },
-                 [&] { qel::deflate(m, is, os, 0); },  [&] { qel::deflate(m, ms, mo, 0); },
-                 [&] { qel::inflate(m, p, n, out); },  [&] { qel::inflate(m, input, out); },
-                 [&] { qel::inflate(m, p, n, os); },   [&] { qel::inflate(m, input, os); },
-                 [&] { qel::inflate(m, p, n, mo); },   [&] { qel::inflate(m, input, mo); },
-                 [&] { qel::inflate(m, is, out); },    [&] { qel::inflate(m, ms, out); },
-                 [&] { qel::inflate(m, is, os); },     [&] { qel::inflate(m, ms, mo); }})
+                 [&] { qel::deflate(m, p, n, out); }, [&] { qel::deflate(m, input, os); },
+                 [&] { qel::deflate(m, p, n, mo); }, [&] { qel::deflate(m, is, 0, out); },
+                 [&] { qel::deflate(m, ms, mo, 0); }, [&] { qel::inflate(m, input, out); },
+                 [&] { qel::inflate(m, p, n, os); }, [&] { qel::inflate(m, is, out); },
+                 [&] { qel::inflate(m, ms, out); }, [&] { qel::inflate(m, is, os); }})
             EXPECT_TRUE(throws_compress_error(call, msg));
         EXPECT_EQ(out, of("keep"));
         EXPECT_TRUE(os.str().empty());
@@ -524,26 +454,6 @@ TEST(CompressDispatchTest, InvalidMethodIsRejectedBeforeAnyInputOrOutput) {
         EXPECT_EQ(iss.tellg(), 0);
         EXPECT_EQ(std::streamoff(ms.get_pos(in)), 0);
     }
-}
-
-TEST(CompressDispatchTest, MethodCodesSelectTheMethodFamilies) {
-    const bytes input = mixed_data(20000, 4);
-    EXPECT_EQ(deflate_forms(dispatch_deflate{lzm}, input), deflate_forms(lzm_deflate_fn, input));
-    EXPECT_EQ(deflate_forms(dispatch_deflate{zlib}, input), deflate_forms(zlib_deflate_fn, input));
-    bytes packed_lzm, packed_zlib;
-    qel::lzm_deflate(input, packed_lzm);
-    qel::zlib_deflate(input, packed_zlib);
-    EXPECT_EQ(inflate_forms(dispatch_inflate(lzm), packed_lzm),
-              inflate_forms(lzm_inflate_fn, packed_lzm));
-    EXPECT_EQ(inflate_forms(dispatch_inflate(zlib), packed_zlib),
-              inflate_forms(zlib_inflate_fn, packed_zlib));
-
-    // A size of -1 reads the whole stream.
-    std::istringstream is(str(input));
-    bytes out;
-    qel::deflate(lzm, is, -1, out);
-    EXPECT_EQ(out, packed_lzm);
-    EXPECT_EQ(lzm_blocks(out), (std::vector<std::size_t>{8191, 8191, 3618}));
 }
 
 // ---------------------------------------------------------------------------------------
@@ -597,16 +507,11 @@ TEST(CompressOneCallTest, EmptyInput) {
     qel::lzm_inflate(bytes(), keep);
     EXPECT_EQ(keep, of("keep"));
 
-    // zlib: a complete stream holding no bytes (header, final block, Adler-32 of nothing).
+    // zlib: a complete stream holding no bytes, the same from every form.
     auto forms = deflate_forms(zlib_deflate_fn, {});
-    for (const bytes& o : forms) {
+    for (const bytes& o : forms)
         EXPECT_EQ(o, forms[0]);
-        ASSERT_GE(o.size(), 7u);
-        auto u = [&](std::size_t i) { return static_cast<unsigned char>(o[i]); };
-        EXPECT_EQ(u(0) & 0x0F, 8);
-        EXPECT_EQ((u(0) * 256 + u(1)) % 31, 0);
-        EXPECT_EQ(bytes(o.end() - 4, o.end()), hex({0, 0, 0, 1}));
-    }
+    EXPECT_FALSE(forms[0].empty());
     for (const bytes& o : inflate_forms(zlib_inflate_fn, forms[0]))
         EXPECT_TRUE(o.empty());
     qel::zlib_inflate(forms[0], keep);
@@ -760,30 +665,6 @@ TEST(LzmStreamTest, TruncatedPayloadDeliversEarlierBlocksThenFails) {
                        "input stream unexpected end");
 }
 
-TEST(LzmStreamTest, EncodesTheWorkedExamples) {
-    auto encode = [](const bytes& input) {
-        bytes out;
-        qel::lzm_deflate(input, out);
-        return out;
-    };
-    EXPECT_EQ(encode(hex({0x41})), hex({0x5B, 0x5A, 0x02, 0x00, 0x01, 0x41}));
-    EXPECT_EQ(encode(of("AB")), hex({0x5B, 0x5A, 0x03, 0x00, 0x02, 0x41, 0x42}));
-    EXPECT_EQ(encode(of("abcabc")), hex({0x5B, 0x5A, 0x05, 0x00, 0x70, 0x03, 0x61, 0x62, 0x63}));
-    // A run of 255 then a run of 45.
-    EXPECT_EQ(encode(bytes(300, 0)),
-              hex({0x5B, 0x5A, 0x06, 0x00, 0x00, 0xFF, 0x00, 0x00, 0x2D, 0x00}));
-
-    // 8192 bytes: a full block, then a block holding the last byte as a one-byte literal run.
-    const bytes input = random_data(8192, 9);
-    const bytes packed = encode(input);
-    bytes decoded;
-    EXPECT_EQ(lzm_blocks(packed, &decoded), (std::vector<std::size_t>{8191, 1}));
-    EXPECT_EQ(decoded, input);
-    ASSERT_GE(packed.size(), 6u);
-    EXPECT_EQ(bytes(packed.end() - 6, packed.end()),
-              hex({0x5B, 0x5A, 0x02, 0x00, 0x01, static_cast<unsigned char>(input.back())}));
-}
-
 // ---------------------------------------------------------------------------------------
 // zlib method
 
@@ -934,25 +815,6 @@ TEST(CompressRoundTripTest, DeflateStreamToMemoryToInflateStreamAndOneCall) {
                 EXPECT_EQ(decoded, input);
             }
         }
-    }
-}
-
-TEST(CompressRoundTripTest, FileStreamCarrier) {
-    qel_test::temp_dir dir;
-    const bytes input = mixed_data(100000, 15);
-    for (int method : {lzm, zlib}) {
-        const std::wstring name = dir.wide(method == lzm ? "data.lzm" : "data.z");
-        {
-            qel::file_stream f(name, qel::file_stream_mode::create());
-            ASSERT_TRUE(f.is_open());
-            qel::deflate_stream d(f.get_interface(), method);
-            d.write(input.data(), input.size());
-            d.flush();
-        }
-        qel::file_stream f(name, qel::file_stream_mode::read());
-        ASSERT_TRUE(f.is_open());
-        qel::inflate_stream s(f.get_interface(), method);
-        EXPECT_EQ(drain(s, 4096), input);
     }
 }
 

@@ -5,15 +5,16 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
-
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -75,139 +76,101 @@ TEST(DayValue, MatchesTheGregorianCalendarOverTheValidRange) {
 }
 
 TEST(DayValue, LimitsAndDefaults) {
-    EXPECT_EQ(date(1, 1, 1901).get(), first_day);
-    EXPECT_EQ(date(31, 12, 2099).get(), last_day);
     EXPECT_EQ(date(1, 1, 1).get(), 0);
     EXPECT_EQ(date().get(), 730500);
     EXPECT_EQ(date().day_of_week(), 1);
     EXPECT_EQ(date::min_limit().get(), first_day);
     EXPECT_EQ(date::max_limit().get(), last_day);
-    EXPECT_TRUE(is_valid_dv_(first_day));
-    EXPECT_TRUE(is_valid_dv_(last_day));
-    EXPECT_FALSE(is_valid_dv_(first_day - 1));
-    EXPECT_FALSE(is_valid_dv_(last_day + 1));
+    EXPECT_TRUE(date(last_day).is_valid());
     EXPECT_FALSE(date(first_day - 1).is_valid());
     EXPECT_EQ(qel::get_day_of_week(first_day - 1), -1);
     EXPECT_EQ(date(last_day + 1).day_of_week(), -1);
+    EXPECT_EQ(qel::get_day_of_week(30, 2, 2004), -1);
 }
 
-TEST(DayValue, FoldsMonthsButNotDays) {
-    EXPECT_EQ(dmy_text(date(1, 13, 2004)), "1.1.2005");
-    EXPECT_EQ(dmy_text(date(1, 0, 2004)), "1.12.2003");
-    EXPECT_EQ(dmy_text(date(1, -12, 2004)), "1.12.2002");
-    EXPECT_EQ(dmy_text(date(1, -11, 2004)), "1.1.2003");
-    EXPECT_EQ(dmy_text(date(1, 25, 2004)), "1.1.2006");
-    EXPECT_EQ(dmy_text(date(0, 3, 2004)), "29.2.2004");
-    EXPECT_EQ(dmy_text(date(32, 1, 2005)), "1.2.2005");
-    // No century exception outside the valid range: 1900 is a leap year here.
-    EXPECT_EQ(dmy_text(date(29, 2, 1900)), "29.2.1900");
-    EXPECT_EQ(dmy_text(date(0)), "1.1.1");
-    EXPECT_EQ(dmy_text(date(1460)), "31.12.4");
-}
+// The constructor folds months into years but not days; the setter validates; month steps
+// clamp the day and stay in the valid range.
+TEST(Date, ConstructSetAndStepMonths) {
+    auto step = [](date d, int n) {
+        n >= 0 ? d.inc_month(n) : d.dec_month(-n);
+        return dmy_text(d);
+    };
+    const std::pair<std::string, std::string> rows[] = {
+        {dmy_text(date(1, 13, 2004)), "1.1.2005"},
+        {dmy_text(date(1, 0, 2004)), "1.12.2003"},
+        {dmy_text(date(1, -12, 2004)), "1.12.2002"},
+        {dmy_text(date(1, -11, 2004)), "1.1.2003"},
+        {dmy_text(date(1, 25, 2004)), "1.1.2006"},
+        {dmy_text(date(0, 3, 2004)), "29.2.2004"},
+        {dmy_text(date(32, 1, 2005)), "1.2.2005"},
+        {dmy_text(date(1460)), "31.12.4"},
+        // No century exception outside the valid range: 1900 is a leap year here.
+        {dmy_text(date(29, 2, 1900)), "29.2.1900"},
+        {step(date(31, 1, 2005), 1), "28.2.2005"},
+        {step(date(31, 1, 2004), 1), "29.2.2004"},
+        {step(date(29, 2, 2004), 12), "28.2.2005"},
+        {step(date(15, 12, 2099), 1), "15.12.2099"},
+        {step(date(15, 11, 2005), 14), "15.1.2007"},
+        {step(date(31, 3, 2005), -1), "28.2.2005"},
+        {step(date(15, 1, 2005), -1), "15.12.2004"},
+        {step(date(15, 3, 2005), -15), "15.12.2003"},
+        {step(date(15, 1, 1901), -1), "15.1.1901"},
+    };
+    for (const auto& [got, expected] : rows)
+        EXPECT_EQ(got, expected);
+    // Negative counts: a month outside 1..12 has no valid day, so nothing moves.
+    date d(15, 5, 2005);
+    d.inc_month(-1);
+    EXPECT_EQ(dmy_text(d), "15.4.2005");
+    d.dec_month(-1);
+    EXPECT_EQ(dmy_text(d), "15.5.2005");
 
-// Dates
-
-TEST(Date, ValidatingSetterKeepsTheOldValueOnFailure) {
-    date d(15, 6, 2010);
     const int before = d.get();
-    EXPECT_FALSE(d.put(29, 2, 2001));
-    EXPECT_FALSE(d.put(31, 4, 2005));
-    EXPECT_FALSE(d.put(1, 1, 1900));
-    EXPECT_FALSE(d.put(1, 1, 2100));
-    EXPECT_FALSE(d.put(0, 1, 2005));
-    EXPECT_FALSE(d.put(1, 13, 2005));
+    for (const auto& [day, month, year] :
+         {std::tuple{29, 2, 2001}, std::tuple{31, 4, 2005}, std::tuple{1, 1, 1900},
+          std::tuple{1, 1, 2100}, std::tuple{0, 1, 2005}, std::tuple{1, 13, 2005}})
+        EXPECT_FALSE(d.put(day, month, year)) << day << "." << month << "." << year;
     EXPECT_EQ(d.get(), before);
     EXPECT_TRUE(d.put(29, 2, 2000));
     EXPECT_EQ(dmy_text(d), "29.2.2000");
-    EXPECT_TRUE(d.put(31, 12, 2099));
-    EXPECT_EQ(d.get(), last_day);
-    EXPECT_EQ(qel::get_day_of_week(30, 2, 2004), -1);
-    EXPECT_EQ(qel::get_day_of_week(1, 1, 2001), 1);
 }
 
 TEST(Date, StepsByDaysWithoutRangeChecks) {
     date d(last_day);
     EXPECT_EQ((d++).get(), last_day);
-    EXPECT_EQ(d.get(), last_day + 1);
     EXPECT_FALSE(d.is_valid());
     EXPECT_EQ((--d).get(), last_day);
-    EXPECT_EQ((d--).get(), last_day);
-    EXPECT_EQ((++d).get(), last_day);
-    d -= 365;
-    d += 1;
+    d -= 364;
     EXPECT_EQ(dmy_text(d), "1.1.2099");
-
     date top(std::numeric_limits<int>::max());
     top += 1; // day values wrap at 32 bits
     EXPECT_EQ(top.get(), std::numeric_limits<int>::min());
-    top -= 1;
-    EXPECT_EQ(top.get(), std::numeric_limits<int>::max());
-}
-
-TEST(Date, MonthSteppingClampsTheDay) {
-    auto stepped = [](date d, int n, bool up) {
-        up ? d.inc_month(n) : d.dec_month(n);
-        return dmy_text(d);
-    };
-    EXPECT_EQ(stepped(date(31, 1, 2005), 1, true), "28.2.2005");
-    EXPECT_EQ(stepped(date(31, 1, 2004), 1, true), "29.2.2004");
-    EXPECT_EQ(stepped(date(29, 2, 2004), 12, true), "28.2.2005");
-    EXPECT_EQ(stepped(date(15, 12, 2099), 1, true), "15.12.2099");
-    EXPECT_EQ(stepped(date(15, 11, 2005), 14, true), "15.1.2007");
-    EXPECT_EQ(stepped(date(31, 3, 2005), 1, false), "28.2.2005");
-    EXPECT_EQ(stepped(date(15, 1, 2005), 1, false), "15.12.2004");
-    EXPECT_EQ(stepped(date(15, 3, 2005), 15, false), "15.12.2003");
-    EXPECT_EQ(stepped(date(15, 1, 1901), 1, false), "15.1.1901");
-    // Negative steps: a month outside 1..12 has no valid day, so nothing moves.
-    EXPECT_EQ(stepped(date(15, 1, 2005), -1, true), "15.1.2005");
-    EXPECT_EQ(stepped(date(15, 5, 2005), -1, true), "15.4.2005");
-    EXPECT_EQ(stepped(date(15, 5, 2005), -1, false), "15.6.2005");
-    EXPECT_EQ(stepped(date(15, 12, 2005), -1, false), "15.12.2005");
 }
 
 // Times
 
 TEST(Time, NormalisesWrapsAndSplits) {
     EXPECT_EQ(normalize_time_(8640000), 0);
-    EXPECT_EQ(normalize_time_(-1), 8639999);
-    EXPECT_EQ(normalize_time_(-8640000), 0);
     EXPECT_EQ(normalize_time_(-8640001), 8639999);
     EXPECT_EQ(normalize_time_(17280005), 5);
     EXPECT_EQ(normalize_time_(-2147483647 - 1), 8640000 - 2147483648LL % 8640000);
-    EXPECT_EQ(time(24, 0, 0, 0).get(), 0);
     EXPECT_EQ(time(25, 0, 0, 0).get(), 360000);
     EXPECT_EQ(time(0, 0, 0, -1).get(), 8639999);
-    EXPECT_EQ(hms_to_tv_(25, 0, 0, 0), 9000000); // no normalisation
-
     int h = 0, m = 0, s = 0, i = 0;
-    tv_to_hms_(9000123, h, m, s, i);
-    EXPECT_EQ(h * 1000000 + m * 10000 + s * 100 + i, 25000123); // hours not reduced
-    time(12, 34, 56, 78).get(h, m, s, i);
-    EXPECT_EQ(h * 1000000 + m * 10000 + s * 100 + i, 12345678);
+    tv_to_hms_(hms_to_tv_(25, 0, 1, 23), h, m, s, i); // neither normalises
+    EXPECT_EQ(h * 1000000 + m * 10000 + s * 100 + i, 25000123);
     tv_to_hms_(-100, h, m, s, i);
     EXPECT_EQ(s, -1);
-
     time t(23, 59, 59, 99);
     t += 1;
     EXPECT_EQ(t.get(), 0);
     t -= time(0, 0, 0, 1);
     EXPECT_EQ(t.get(), 8639999);
-    t += time(8639999);
-    EXPECT_EQ(t.get(), 8639998);
     EXPECT_EQ(time::max_limit().get(), 8640000);
-    EXPECT_EQ(time::min_limit().get(), 0);
-}
-
-TEST(Time, ValidatingSetterChecksEveryField) {
-    time t(1, 2, 3, 4);
-    EXPECT_FALSE(t.put(24, 0, 0, 0));
-    EXPECT_FALSE(t.put(0, 60, 0, 0));
-    EXPECT_FALSE(t.put(0, 0, 60, 0));
-    EXPECT_FALSE(t.put(0, 0, 0, 100));
-    EXPECT_FALSE(t.put(-1, 0, 0, 0));
-    EXPECT_FALSE(t.put(0, 0, 0, -1));
-    EXPECT_EQ(t.get(), time(1, 2, 3, 4).get());
-    EXPECT_TRUE(t.put(23, 59, 59, 99));
+    for (const auto& [hh, mm, ss, ii] :
+         {std::tuple{24, 0, 0, 0}, std::tuple{0, 60, 0, 0}, std::tuple{0, 0, 60, 0},
+          std::tuple{0, 0, 0, 100}, std::tuple{-1, 0, 0, 0}, std::tuple{0, 0, 0, -1}})
+        EXPECT_FALSE(t.put(hh, mm, ss, ii)) << hh << ":" << mm << ":" << ss << ":" << ii;
     EXPECT_EQ(t.get(), 8639999);
 }
 
@@ -219,22 +182,13 @@ TEST(Timestamp, CombinesDayAndTimeValues) {
     EXPECT_EQ(dmy_text(ts.get_date()), "29.2.2004");
     EXPECT_EQ(ts.get_time().get(), 4320000);
     ts += time(13, 0, 0, 0);
-    int y = 0, mo = 0, d = 0, h = 0, mi = 0, s = 0, i = 0;
-    ts.get(y, mo, d, h, mi, s, i);
-    EXPECT_EQ(std::vector<int>({y, mo, d, h, mi, s, i}),
-              std::vector<int>({2004, 3, 1, 1, 0, 0, 0}));
-    ts -= time(1, 0, 0, 1);
-    EXPECT_EQ(ts.get(), timestamp(date(29, 2, 2004), time(23, 59, 59, 99)).get());
-    EXPECT_EQ(timestamp(2004, 2, 29, 25, 0, 0, 0).get(), timestamp(2004, 3, 1, 1, 0, 0, 0).get());
-    EXPECT_EQ(timestamp(date(5)).get(), 5 * 8640000LL);
-
+    EXPECT_EQ(ts.get(), timestamp(2004, 3, 1, 1, 0, 0, 0).get());
+    EXPECT_EQ(timestamp(2004, 2, 29, 25, 0, 0, 0).get(), ts.get());
     timestamp t(1000);
     t += time_period(15);
-    EXPECT_EQ(t.get(), 1001);
     t -= time_period(-19); // truncated toward zero: -1
     EXPECT_EQ(t.get(), 1002);
     t += time_interval(-2002);
-    EXPECT_EQ(t.get(), -1000);
     EXPECT_EQ(t.get_date().get(), 0); // truncating split of a negative count
     EXPECT_EQ(t.get_time().get(), -1000);
 }
@@ -242,9 +196,7 @@ TEST(Timestamp, CombinesDayAndTimeValues) {
 TEST(TimePeriod, ComposesAndSplitsMilliseconds) {
     time_period p(1, 2, 3, 4, 5);
     EXPECT_EQ(p.get(), 93784005);
-    EXPECT_EQ(p.days(), 1);
     EXPECT_EQ(p.hours(), 26);
-    EXPECT_EQ(p.minutes(), 1563);
     EXPECT_EQ(p.seconds(), 93784);
     int d = 0, h = 0, m = 0, s = 0, ms = 0;
     p.get(d, h, m, s, ms);
@@ -252,34 +204,20 @@ TEST(TimePeriod, ComposesAndSplitsMilliseconds) {
     EXPECT_EQ(qel::to_string(p), "1 2:3:4.005");
     EXPECT_EQ(qel::to_wstring(time_period(61, 0)), L"0 0:1:1.000");
     EXPECT_EQ(time_period(2, 3, 4).get(), 123004);
-    EXPECT_EQ(time_period(1, 0, 0, 0).get(), 3600000);
     EXPECT_EQ(time_period(1500).hundredths_of_second(), 150);
-    time_period q(10);
-    q -= 3;
-    EXPECT_EQ(q.get(), 7);
-    EXPECT_EQ((q++).get(), 7);
-    EXPECT_EQ((--q).get(), 7);
-    q += time_period(3);
-    EXPECT_TRUE((q -= time_period(10)).empty());
-    q.put_hours(2);
-    EXPECT_EQ(q.get(), 7200000);
-    q.put_days(1);
-    EXPECT_EQ(q.millisecs(), 86400000);
+    p.put_days(1);
+    EXPECT_EQ(p.millisecs(), 86400000);
 }
 
 TEST(TimeInterval, CountsHundredthsAndRoundsHalvesAway) {
     time_interval i(1, time(12, 0, 0, 0));
     EXPECT_EQ(i.get(), 12960000);
     EXPECT_DOUBLE_EQ(i.days(), 1.5);
-    EXPECT_DOUBLE_EQ(i.hours(), 36.0);
     int days = 0;
     time part;
     time_interval(-12960000).get(days, part);
     EXPECT_EQ(days, -1);
     EXPECT_EQ(part.get(), -4320000);
-
-    i.put_hours(0.5);
-    EXPECT_EQ(i.get(), 180000);
     i.put_seconds(1.005); // 100.49999999999999 in binary
     EXPECT_EQ(i.get(), 100);
     i.put_seconds(0.005);
@@ -288,25 +226,13 @@ TEST(TimeInterval, CountsHundredthsAndRoundsHalvesAway) {
     EXPECT_EQ(i.get(), -3);
     i.put_days(0.49999999999999994 / 8640000.0);
     EXPECT_EQ(i.get(), 0);
-
-    time_interval j(100);
-    j -= time_interval(30);
-    EXPECT_EQ(j.get(), 70);
-    j += time_period(15);
-    EXPECT_EQ(j.get(), 71);
     time_interval big((std::int64_t{1} << 32) + 7);
-    EXPECT_EQ(big.hundredths_of_second(), 7);
     EXPECT_EQ(big.milliseconds(), 70);
-    EXPECT_EQ(big.to_period().get(), 70);
     EXPECT_EQ(time_interval(-5).milliseconds(), -50);
-
     // 64-bit counts wrap instead of overflowing; days beyond an int still print.
     timestamp last(INT64_MAX);
     last += time_interval(1);
     EXPECT_EQ(last.get(), INT64_MIN);
-    time_interval lowest(INT64_MIN);
-    lowest -= time_interval(1);
-    EXPECT_EQ(lowest.get(), INT64_MAX);
     EXPECT_EQ(qel::to_string(time_interval(8640000LL * 3000000000LL)), "3000000000 00:00:00:00");
     EXPECT_EQ(qel::to_string(time_interval(INT64_MIN)).substr(0, 15), "-1067519911673 ");
 }
@@ -354,91 +280,88 @@ TEST(MaskRules, RefuseBrokenTimeMasks) {
 
 // Formatting
 
-TEST(Formatting, DatesUnderMasks) {
+TEST(Formatting, UnderMasks) {
     const date d(1, 2, 2003);
-    EXPECT_EQ(qel::to_string(d), "01.02.2003");
-    EXPECT_EQ(qel::to_string(d, "DD.MM.YYYY", '.'), " 1. 2.2003");
-    EXPECT_EQ(qel::to_string(d, "dd.mm.yy", '.'), "01.02.03");
-    EXPECT_EQ(qel::to_string(d, "dd.mm.yyyy", '/'), "01/02/2003");
-    EXPECT_EQ(qel::to_string(d, "yyyymmdd", '.'), "20030201");
-    EXPECT_EQ(qel::to_string(d, "yyyyyy.mm", '-'), "002003-02");
-    EXPECT_EQ(qel::to_string(d, "mm.dd", '.'), "02.01");
-    EXPECT_EQ(qel::to_string(date(1, 2, 2050), "dd.mm.yy", '.'), "01.02.**");
-    EXPECT_EQ(qel::to_string(date(1, 2, 2049), "dd.mm.yy", '.'), "01.02.49");
-    EXPECT_EQ(qel::to_string(date(1, 2, 1950), "DD.MM.YY", '.'), " 1. 2.50");
-    EXPECT_EQ(qel::to_string(date(1, 2, 1949), "dd.mm.yy", '.'), "01.02.**");
-    EXPECT_EQ(qel::to_string(date(1, 2, 5), "dd.mm.yy", '.'), "01.02.05");
-    EXPECT_EQ(qel::to_wstring(d), L"01.02.2003");
+    const time t(8, 5, 3, 7);
+    const timestamp ts(d, t);
+    const std::pair<std::string, std::string> rows[] = {
+        {qel::to_string(d), "01.02.2003"},
+        {qel::to_string(d, "DD.MM.YYYY", '.'), " 1. 2.2003"},
+        {qel::to_string(d, "dd.mm.yyyy", '/'), "01/02/2003"},
+        {qel::to_string(d, "yyyymmdd", '.'), "20030201"},
+        {qel::to_string(d, "yyyyyy.mm", '-'), "002003-02"},
+        {qel::to_string(d, "mm.dd", '.'), "02.01"},
+        // Two-digit years cover 1950..2049.
+        {qel::to_string(date(1, 2, 2050), "dd.mm.yy", '.'), "01.02.**"},
+        {qel::to_string(date(1, 2, 2049), "dd.mm.yy", '.'), "01.02.49"},
+        {qel::to_string(date(1, 2, 1950), "DD.MM.YY", '.'), " 1. 2.50"},
+        {qel::to_string(date(1, 2, 1949), "dd.mm.yy", '.'), "01.02.**"},
+        {qel::to_string(date(1, 2, 5), "dd.mm.yy", '.'), "01.02.05"},
+        {qel::to_string(t), "08:05:03:07"},
+        {qel::to_string(t, "HH:MM", ':'), " 8: 5"},
+        {qel::to_string(t, "hh:mm:ss:ii", '.'), "08.05.03.07"},
+        {qel::to_string(time(360000000), "hh:mm", ':'), "**:00"}, // 1000 hours
+        {qel::to_string(time(-100)), "00:00:-1:00"},
+        {qel::to_string(ts), "01.02.2003 08:05:03:07"},
+        {qel::to_string(ts, "yyyymmdd", '.', 'T', "hhmmss", ':'), "20030201T080503"},
+        {qel::to_string(time_interval(1, time(12, 0, 0, 0))), "1 12:00:00:00"},
+        {qel::to_string(time_interval(-150)), "0 00:00:-1:**"},
+    };
+    for (const auto& [got, expected] : rows)
+        EXPECT_EQ(got, expected);
     EXPECT_EQ(qel::to_wstring(d, L"DD.MM.YY", L'/'), L" 1/ 2/ 3");
+    EXPECT_EQ(qel::to_wstring(t, L"HHH:MM", L':'), L"  8: 5");
+    EXPECT_EQ(qel::to_wstring(ts, L"dd.mm.yy", L'/', L'_', L"hh:mm", L'-'), L"01/02/03_08-05");
+    EXPECT_EQ(qel::to_wstring(time_interval(5)), L"0 00:00:00:05");
     std::string out = "stale";
     qel::to_str(d, "mmyyyy", '.', out);
     EXPECT_EQ(out, "022003");
 }
 
-TEST(Formatting, TimesTimestampsAndIntervals) {
-    const time t(8, 5, 3, 7);
-    EXPECT_EQ(qel::to_string(t), "08:05:03:07");
-    EXPECT_EQ(qel::to_string(t, "hh:mm", ':'), "08:05");
-    EXPECT_EQ(qel::to_string(t, "HH:MM", ':'), " 8: 5");
-    EXPECT_EQ(qel::to_string(t, "hhmmss", ':'), "080503");
-    EXPECT_EQ(qel::to_string(t, "hh:mm:ss:ii", '.'), "08.05.03.07");
-    EXPECT_EQ(qel::to_string(time(360000000), "hh:mm", ':'), "**:00"); // 1000 hours
-    EXPECT_EQ(qel::to_string(time(-100)), "00:00:-1:00");
-    EXPECT_EQ(qel::to_wstring(t, L"HHH:MM", L':'), L"  8: 5");
-
-    const timestamp ts(date(1, 2, 2003), t);
-    EXPECT_EQ(qel::to_string(ts), "01.02.2003 08:05:03:07");
-    EXPECT_EQ(qel::to_wstring(ts), L"01.02.2003 08:05:03:07");
-    EXPECT_EQ(qel::to_string(ts, "yyyymmdd", '.', 'T', "hhmmss", ':'), "20030201T080503");
-    EXPECT_EQ(qel::to_wstring(ts, L"dd.mm.yy", L'/', L'_', L"hh:mm", L'-'), L"01/02/03_08-05");
-
-    EXPECT_EQ(qel::to_string(time_interval(1, time(12, 0, 0, 0))), "1 12:00:00:00");
-    EXPECT_EQ(qel::to_wstring(time_interval(5)), L"0 00:00:00:05");
-    EXPECT_EQ(qel::to_string(time_interval(-150)), "0 00:00:-1:**");
-}
-
 // Parsing
 
 TEST(Parsing, DatesUnderDefaultAndGivenMasks) {
-    auto parsed = [](const std::string& text) {
-        date d(1);
-        return qel::from_str(text, d) ? dmy_text(d) : "fail";
+    struct row {
+        std::string text, mask;
+        char sep;
+        const char* parsed; // nullptr: refused
     };
-    EXPECT_EQ(parsed("01.02.2003"), "1.2.2003");
-    EXPECT_EQ(parsed("1.2.2003"), "1.2.2003");
-    EXPECT_EQ(parsed("01.02.03"), "1.2.2003");
-    EXPECT_EQ(parsed("01.02.99"), "1.2.1999");
-    EXPECT_EQ(parsed("01.02.49"), "1.2.2049");
-    EXPECT_EQ(parsed("01.02.+49"), "fail"); // the last piece keeps blanks and digits only
-    EXPECT_EQ(parsed(" 1. 2.2003"), "1.2.2003");
-    EXPECT_EQ(parsed("\t1.2.2003"), "1.2.2003");
-    EXPECT_EQ(parsed("29.02.2001"), "fail");
-    EXPECT_EQ(parsed("31.04.2005"), "fail");
-    EXPECT_EQ(parsed("01.01.1900"), "fail");
-    EXPECT_EQ(parsed("01.02.0049"), "fail"); // four digits: the year 49
-    EXPECT_EQ(parsed("01.02.-1"), "fail");
-    EXPECT_EQ(parsed("01.02"), "fail");
-    EXPECT_EQ(parsed("1x.02.2003"), "fail");
-    EXPECT_EQ(parsed("001.2.2003"), "fail");
-    EXPECT_EQ(parsed(""), "fail");
-
-    date d;
-    EXPECT_TRUE(qel::from_str(std::string("20030201"), "yyyymmdd", '.', d));
-    EXPECT_EQ(dmy_text(d), "1.2.2003");
-    EXPECT_TRUE(qel::from_str(std::string("2/1/2003"), "mm.dd.yyyy", '/', d));
-    EXPECT_EQ(dmy_text(d), "1.2.2003");
-    // A digit separator cuts the text at every such digit, even inside fields.
-    EXPECT_FALSE(qel::from_str(std::string("0111211999"), "dd.mm.yyyy", '1', d));
-    EXPECT_TRUE(qel::from_str(std::string("0210212003"), "dd.mm.yyyy", '1', d));
-    EXPECT_EQ(dmy_text(d), "2.2.2003");
-    EXPECT_FALSE(qel::from_str(std::string("01.02.2003"), "dd.mm", '.', d));  // no year field
-    EXPECT_TRUE(qel::from_str(std::string("+49.2.1"), "yyyy.mm.dd", '.', d)); // two digits
-    EXPECT_EQ(dmy_text(d), "1.2.2049");
-    // The year must fit 32 bits, as strtol's long does on Windows.
-    EXPECT_FALSE(qel::from_str(std::string("01.02.4294969299"), "dd.mm.yyyyyyyyyy", '.', d));
+    const row rows[] = {
+        {"01.02.2003", "", '.', "1.2.2003"},
+        {"1.2.2003", "", '.', "1.2.2003"},
+        {"01.02.03", "", '.', "1.2.2003"},
+        {"01.02.99", "", '.', "1.2.1999"},
+        {"01.02.49", "", '.', "1.2.2049"},
+        {" 1. 2.2003", "", '.', "1.2.2003"},
+        {"\t1.2.2003", "", '.', "1.2.2003"},
+        {"01.02.+49", "", '.', nullptr}, // the last piece keeps blanks and digits only
+        {"29.02.2001", "", '.', nullptr},
+        {"31.04.2005", "", '.', nullptr},
+        {"01.01.1900", "", '.', nullptr},
+        {"01.02.0049", "", '.', nullptr}, // four digits: the year 49
+        {"01.02.-1", "", '.', nullptr},
+        {"01.02", "", '.', nullptr},
+        {"1x.02.2003", "", '.', nullptr},
+        {"001.2.2003", "", '.', nullptr},
+        {"", "", '.', nullptr},
+        {"20030201", "yyyymmdd", '.', "1.2.2003"},
+        {"2/1/2003", "mm.dd.yyyy", '/', "1.2.2003"},
+        // A digit separator cuts the text at every such digit, even inside fields.
+        {"0111211999", "dd.mm.yyyy", '1', nullptr},
+        {"0210212003", "dd.mm.yyyy", '1', "2.2.2003"},
+        {"01.02.2003", "dd.mm", '.', nullptr},      // no year field
+        {"+49.2.1", "yyyy.mm.dd", '.', "1.2.2049"}, // two digits
+        // The year must fit 32 bits, as strtol's long does on Windows.
+        {"01.02.4294969299", "dd.mm.yyyyyyyyyy", '.', nullptr},
+    };
+    for (const row& r : rows) {
+        date d(1);
+        const bool ok =
+            r.mask.empty() ? qel::from_str(r.text, d) : qel::from_str(r.text, r.mask, r.sep, d);
+        EXPECT_EQ(ok ? dmy_text(d) : "refused", r.parsed ? r.parsed : "refused") << r.text;
+    }
     EXPECT_EQ(qel::from_str(std::wstring(L"31.12.2099"), date(7)).get(), last_day);
     EXPECT_EQ(qel::from_str(std::wstring(L"32.12.2099"), date(7)).get(), 7);
-    EXPECT_EQ(qel::from_str(std::string("01.01.1901"), date(7)).get(), first_day);
 }
 
 TEST(Parsing, TimesAndFieldLimits) {
@@ -591,25 +514,15 @@ TEST(Streams, WriteDefaultTextsAndReadWords) {
     out << date(1, 2, 2003) << '|' << time(8, 5, 3, 7) << '|' << timestamp(2003, 2, 1, 8, 5, 3, 7)
         << '|' << time_period(1, 2, 3, 4, 5) << '|' << time_interval(12960000);
     EXPECT_EQ(out.str(), "01.02.2003|08:05:03:07|01.02.2003 08:05:03:07|1 2:3:4.005|1 12:00:00:00");
-
-    std::istringstream in("01.02.2003 12:30:15:00 01.02.2003 12:30:15:00 1 12:00:00:00 tail");
+    std::istringstream in("01.02.2003 12:30:15:00 01.02.2003 12:30:15:00 1 12:00:00:00 31.02.2003");
     date d;
     time t;
     timestamp ts;
     time_interval i;
     EXPECT_TRUE(in >> d >> t >> ts >> i);
-    EXPECT_EQ(d.get(), date(1, 2, 2003).get());
-    EXPECT_EQ(t.get(), time(12, 30, 15, 0).get());
-    EXPECT_EQ(ts.get(), timestamp(2003, 2, 1, 12, 30, 15, 0).get());
+    EXPECT_EQ(ts.get(), timestamp(d, t).get());
     EXPECT_EQ(i.get(), 12960000);
-    std::string rest;
-    EXPECT_TRUE(in >> rest);
-    EXPECT_EQ(rest, "tail");
-
-    std::istringstream bad("31.02.2003");
-    EXPECT_FALSE(bad >> d);
-    std::istringstream half("01.02.2003");
-    EXPECT_FALSE(half >> ts);
+    EXPECT_FALSE(in >> d);
 }
 
 // The system clock and zone

@@ -50,56 +50,6 @@ std::string read_text(file_stream& s, std::size_t size) {
     return bytes;
 }
 
-TEST(FileStreamMode, MakersHoldTheirValues) {
-    struct maker {
-        file_stream_mode mode;
-        unsigned int value, rw, wr_opt;
-    };
-    const std::vector<maker> makers = {
-        {file_stream_mode::read(), 0x1, 0x1, 0},
-        {file_stream_mode::write(), 0x2, 0x2, 0},
-        {file_stream_mode::create(), 0x20002, 0x2, 0x20000},
-        {file_stream_mode::append(), 0x10002, 0x2, 0x10000},
-        {file_stream_mode::read_write(), 0x3, 0x3, 0},
-        {file_stream_mode::read_create(), 0x20003, 0x3, 0x20000},
-        {file_stream_mode::read_append(), 0x10003, 0x3, 0x10000},
-    };
-    for (std::size_t i = 0; i < makers.size(); ++i) {
-        const auto& m = makers[i];
-        EXPECT_EQ(m.mode.get(), m.value) << i;
-        EXPECT_EQ(m.mode.get_rw(), m.rw) << i;
-        EXPECT_EQ(m.mode.get_wr_opt(), m.wr_opt) << i;
-        EXPECT_EQ(m.mode.get_rd_opt(), 0u) << i;
-        for (std::size_t j = 0; j < makers.size(); ++j)
-            EXPECT_EQ(m.mode.is_equal(makers[j].mode), i == j) << i << " " << j;
-    }
-}
-
-TEST(FileStreamMode, OptionBitsJoinTheWriteOptions) {
-    EXPECT_TRUE(file_stream_option().is_empty());
-    EXPECT_EQ(file_stream_option().get_opt(), 0u);
-    EXPECT_FALSE(file_stream_option::flush_on_close().is_empty());
-    EXPECT_EQ(file_stream_option::flush_on_close().get_opt(), 0x40000u);
-
-    auto mode = file_stream_mode::create();
-    mode |= file_stream_option::flush_on_close();
-    EXPECT_EQ(mode.get(), 0x60002u);
-    EXPECT_EQ(mode.get_rw(), 2u);
-    EXPECT_EQ(mode.get_wr_opt(), 0x60000u);
-    EXPECT_EQ(mode.get_rd_opt(), 0u);
-    EXPECT_FALSE(mode.is_equal(file_stream_mode::create()));
-
-    auto read = file_stream_mode::read_append();
-    read |= file_stream_option();
-    EXPECT_TRUE(read.is_equal(file_stream_mode::read_append()));
-    read = mode;
-    EXPECT_EQ(read.get(), 0x60002u);
-
-    file_stream_option option;
-    option = file_stream_option::flush_on_close();
-    EXPECT_EQ(option.get_opt(), 0x40000u);
-}
-
 // Each mode against an existing 10-byte file and a missing one. On the existing file "AB" is
 // written at offset 2 and the whole file read back from the start when the mode reads.
 TEST(FileStreamOpen, ModesOnExistingAndMissingFiles) {
@@ -186,13 +136,8 @@ TEST(FileStreamOpen, FailuresLeaveAClosedStreamInError) {
         file_stream s(name, mode);
         EXPECT_FALSE(s.is_open());
         EXPECT_TRUE(s.error());
-        EXPECT_FALSE(s.eof());
-        EXPECT_FALSE(s.ok());
         EXPECT_EQ(s.get_size(), -1);
         EXPECT_EQ(offset(s.seek(0, beg, in)), -1);
-        EXPECT_EQ(offset(s.get_pos(out)), -1);
-        s.close();
-        EXPECT_FALSE(s.is_open());
     }
     EXPECT_FALSE(std::filesystem::exists(dir.path("nowhere")));
     EXPECT_TRUE(std::filesystem::is_directory(dir.path("folder")));
@@ -203,86 +148,50 @@ TEST(FileStreamOpen, FailuresLeaveAClosedStreamInError) {
     EXPECT_TRUE(factory_made->error());
 }
 
-TEST(FileStreamFlags, ClosedStreamRefusesReadsAndWrites) {
-    temp_dir dir;
-    file_stream s(dir.wide("missing.txt"), file_stream_mode::read());
-    char buffer[4] = {'x', 'x', 'x', 'x'};
-    std::size_t count = 99;
-    s.read(buffer, 4, &count); // fail is already set: only fail is added
-    EXPECT_EQ(count, 0u);
-    EXPECT_FALSE(s.eof());
-    EXPECT_TRUE(s.error());
-
-    s.reset();
-    EXPECT_TRUE(s.ok());
-    EXPECT_FALSE(s.is_open());
-    s.read(buffer, 4, &count);
-    EXPECT_EQ(count, 0u);
-    EXPECT_TRUE(s.eof());
-    EXPECT_FALSE(s.error());
-
-    s.reset();
-    s.write("abc", 3);
-    EXPECT_TRUE(s.error());
-    s.reset();
-    s.put('a');
-    EXPECT_TRUE(s.error());
-    s.reset();
-    EXPECT_EQ(s.get(), 0);
-    EXPECT_TRUE(s.eof());
-    EXPECT_FALSE(std::filesystem::exists(dir.path("missing.txt")));
-}
-
-TEST(FileStreamFlags, ShortReadBlocksEverythingUntilReset) {
+TEST(FileStreamFlags, FailedCallsBlockEverythingUntilReset) {
     temp_dir dir;
     write_bytes(dir.path("f"), "abc");
     file_stream s(dir.wide("f"), file_stream_mode::read_write());
     EXPECT_EQ(read_text(s, 10), "abc");
     EXPECT_TRUE(s.eof());
     EXPECT_FALSE(s.error());
-    EXPECT_FALSE(s.ok());
-
     write_text(s, "xyz"); // does nothing, adds bad
     EXPECT_TRUE(s.error());
     EXPECT_EQ(s.get_size(), 3);
     EXPECT_EQ(offset(s.seek(0, beg, in)), 0); // seeks work regardless of the flags
     EXPECT_EQ(read_text(s, 3), "");           // still blocked
     EXPECT_EQ(s.get(), 0);
-
     s.reset();
-    EXPECT_TRUE(s.ok());
     EXPECT_EQ(read_text(s, 3), "abc");
-    EXPECT_TRUE(s.ok());
+    EXPECT_TRUE(s.ok()); // reading exactly what is there is not the end
     EXPECT_EQ(s.get(), 0);
     EXPECT_TRUE(s.eof());
     EXPECT_FALSE(s.error());
     s.close();
     EXPECT_EQ(read_bytes(dir.path("f")), "abc");
-}
 
-TEST(FileStreamFlags, WriteToReadOnlyStreamSetsBad) {
-    temp_dir dir;
-    write_bytes(dir.path("f"), "abc");
-    {
-        file_stream s(dir.wide("f"), file_stream_mode::read());
-        write_text(s, "zz");
-        EXPECT_TRUE(s.error());
-        s.flush();
-        EXPECT_TRUE(s.error());
-    }
-    EXPECT_EQ(read_bytes(dir.path("f")), "abc");
-}
-
-TEST(FileStreamFlags, ReadFromWriteOnlyStreamFails) {
-    temp_dir dir;
-    write_bytes(dir.path("f"), "abc");
-    file_stream s(dir.wide("f"), file_stream_mode::append());
-    EXPECT_EQ(read_text(s, 3), "");
-    EXPECT_TRUE(s.eof());
-    s.reset();
-    write_text(s, "d");
-    s.close();
+    // A closed stream reads nothing and fails every write; a read-only one never writes, a
+    // write-only one never reads.
+    file_stream closed(dir.wide("missing"), file_stream_mode::read());
+    closed.reset();
+    EXPECT_EQ(read_text(closed, 4), "");
+    EXPECT_TRUE(closed.eof());
+    EXPECT_FALSE(closed.error());
+    closed.reset();
+    closed.put('a');
+    EXPECT_TRUE(closed.error());
+    file_stream reader(dir.wide("f"), file_stream_mode::read());
+    write_text(reader, "zz");
+    EXPECT_TRUE(reader.error());
+    file_stream appender(dir.wide("f"), file_stream_mode::append());
+    EXPECT_EQ(read_text(appender, 3), "");
+    EXPECT_TRUE(appender.eof());
+    appender.reset();
+    write_text(appender, "d");
+    appender.close();
+    reader.close();
     EXPECT_EQ(read_bytes(dir.path("f")), "abcd");
+    EXPECT_FALSE(std::filesystem::exists(dir.path("missing")));
 }
 
 TEST(FileStreamPosition, GetSizeCountsPendingOutputAndKeepsThePosition) {
@@ -327,18 +236,6 @@ TEST(FileStreamPosition, SeekIgnoresModeAndMayPassTheEnd) {
     EXPECT_EQ(offset(s.seek(0, end, in)), 11);
     s.close();
     EXPECT_EQ(read_bytes(dir.path("f")), "abc\0\0\0\0\0\0\0x"s);
-}
-
-TEST(FileStreamPosition, SeekAndFlushWritePendingOutput) {
-    temp_dir dir;
-    file_stream s(dir.wide("f"), file_stream_mode::create());
-    write_text(s, "hello");
-    EXPECT_EQ(offset(s.seek(0, beg, out)), 0);
-    EXPECT_EQ(read_bytes(dir.path("f")), "hello");
-    write_text(s, "J");
-    s.flush();
-    EXPECT_TRUE(s.ok());
-    EXPECT_EQ(read_bytes(dir.path("f")), "Jello");
 }
 
 TEST(FileStreamPosition, ReadingAndWritingShareOnePosition) {
@@ -418,41 +315,6 @@ TEST(FileStreamLifecycle, DefaultCloseAndReopen) {
     EXPECT_EQ(offset(s.get_pos(in)), -1);
     EXPECT_EQ(read_text(s, 1), "");
     EXPECT_TRUE(s.eof());
-}
-
-TEST(FileStreamLifecycle, MoveKeepsTheOpenFile) {
-    temp_dir dir;
-    file_stream s(dir.wide("a"), file_stream_mode::create());
-    write_text(s, "ab");
-    file_stream t(std::move(s));
-    EXPECT_FALSE(s.is_open());
-    ASSERT_TRUE(t.is_open());
-    write_text(t, "cd");
-    EXPECT_EQ(t.get_size(), 4);
-
-    file_stream u(dir.wide("b"), file_stream_mode::create());
-    write_text(u, "zz");
-    u = std::move(t); // closes "b"
-    EXPECT_EQ(read_bytes(dir.path("b")), "zz");
-    u.put('e');
-    u.close();
-    EXPECT_EQ(read_bytes(dir.path("a")), "abcde");
-}
-
-TEST(FileStreamTransfer, LargeRoundTrip) {
-    temp_dir dir;
-    const std::string data = qel_test::random_bytes(1 << 20, 7);
-    {
-        file_stream s(dir.wide("big"), file_stream_mode::read_create());
-        write_text(s, data);
-        EXPECT_EQ(s.get_size(), 1 << 20);
-        s.seek(0, beg, in);
-        EXPECT_EQ(read_text(s, data.size()), data);
-        EXPECT_TRUE(s.ok());
-        EXPECT_EQ(s.get(), 0);
-        EXPECT_TRUE(s.eof());
-    }
-    EXPECT_EQ(read_bytes(dir.path("big")), data);
 }
 
 // Small pieces fill the 32 KiB buffer; large ones go around it. Order and positions must hold.

@@ -259,35 +259,6 @@ TEST(TextFileRead, UnicodeReadersSkipSignatureUnits) {
     EXPECT_EQ(lines_of(be), std::vector<std::wstring>{L"ab"});
 }
 
-TEST(TextFileRead, Utf16LineSequenceAndFlags) {
-    temp_dir dir;
-    for (bool big_endian : {false, true}) {
-        auto s = reader(dir, utf16("a\r\nb", big_endian),
-                        enc(big_endian ? qel::cs_utf16be : qel::cs_utf16le));
-        std::wstring line = L"junk";
-        s.read_line(line);
-        EXPECT_EQ(line, L"a");
-        EXPECT_TRUE(s.ok());
-        s.read_line(line);
-        EXPECT_EQ(line, L"b");
-        EXPECT_TRUE(s.eof());
-        EXPECT_FALSE(s.ok());
-        EXPECT_FALSE(s.error());
-        s.read_line(line);
-        EXPECT_EQ(line, L"");
-        EXPECT_EQ(s.read_char(), L'\0');
-    }
-}
-
-TEST(TextFileRead, FourByteSequenceBeyondUnicodeIsOneQuestionMark) {
-    temp_dir dir;
-    auto s = reader(dir, std::string("\xF4\x90\x80\x80\x80x\n"), enc(qel::cs_utf8));
-    std::wstring line;
-    s.read_line(line);
-    EXPECT_EQ(line, L"?x"); // every continuation byte belongs to the rejected sequence
-    EXPECT_FALSE(s.error());
-}
-
 TEST(TextFileRead, InvalidUtf8IsAnError) {
     temp_dir dir;
     for (const std::string& content : {std::string("a\x80\nb"), std::string("a\xC3\x41\nb")}) {
