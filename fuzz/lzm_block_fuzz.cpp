@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const char prefix[3] = {'p', 'q', 'r'};
     std::vector<char> out(prefix, prefix + 3);
     try {
-        const std::size_t n = lzm_decode_block_(bytes, size, out);
+        const std::size_t n = lzm_decode_block(bytes, size, out);
         require(n == out.size() - 3 && n <= lzm_block_input_limit);
     } catch (const qel::compress_error& e) {
         // A block past its size limit is still decoded to its end, and each payload byte
@@ -37,12 +37,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     require(out.size() >= 3 && std::memcmp(out.data(), prefix, 3) == 0);
 
-    static lzm_block_encoder_ encoder; // reused across inputs, as the library does
+    static lzm_block_encoder encoder; // reused across inputs, as the library does
     const std::size_t block = std::min(size, lzm_block_input_limit);
     const std::uint16_t length = encoder.encode(bytes, block);
     require(length == encoder.payload().size());
     std::vector<char> back;
-    require(lzm_decode_block_(encoder.payload().data(), length, back) == block);
+    require(lzm_decode_block(encoder.payload().data(), length, back) == block);
     require(std::equal(back.begin(), back.end(), bytes));
     return 0;
 }

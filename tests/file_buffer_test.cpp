@@ -270,7 +270,7 @@ TEST(FileOpenRoutine, BinarySwitchOffOpensInTextMode) {
         for (bool binary : {true, false}) {
             file_buffer buffer;
             std::iostream stream(&buffer);
-            qel::detail::open_file_stream_(buffer, stream, dir.wide("t"), mode, binary);
+            qel::detail::open_file_stream(buffer, stream, dir.wide("t"), mode, binary);
             ASSERT_TRUE(buffer.is_open());
             stream.write("a\nb", 3);
             EXPECT_TRUE(stream.good());

@@ -22,7 +22,7 @@ using qel_test::bytes;
 using namespace qel::detail;
 
 std::string encode(const std::string& in) {
-    static lzm_block_encoder_ encoder; // reused, as the library does
+    static lzm_block_encoder encoder; // reused, as the library does
     std::size_t n = encoder.encode(in.data(), in.size());
     EXPECT_EQ(n, encoder.payload().size());
     return std::string(encoder.payload().begin(), encoder.payload().end());
@@ -30,7 +30,7 @@ std::string encode(const std::string& in) {
 
 std::string decode(const std::string& payload) {
     std::vector<char> out;
-    std::size_t n = lzm_decode_block_(payload.data(), payload.size(), out);
+    std::size_t n = lzm_decode_block(payload.data(), payload.size(), out);
     EXPECT_EQ(n, out.size());
     return std::string(out.begin(), out.end());
 }
@@ -129,7 +129,7 @@ TEST(LzmSelect, FollowsTheRuleTable) {
         {16, 8, 100, 3, true}, // never "01" after the flush
     };
     for (const row& r : rows) {
-        lzm_choice_ c = lzm_select_(r.lit, r.len, r.off);
+        lzm_choice_ c = lzm_select(r.lit, r.len, r.off);
         EXPECT_EQ(c.kind, r.kind) << r.lit << " " << r.len << " " << r.off;
         EXPECT_EQ(c.flush_literals, r.flush) << r.lit << " " << r.len << " " << r.off;
     }
@@ -140,7 +140,7 @@ TEST(LzmSelect, FollowsTheRuleTable) {
 std::string put_match(int kind, const std::string& lits, std::size_t len, std::size_t off,
                       std::size_t position) {
     char out[32];
-    std::size_t n = lzm_put_match_(out, kind, lits.data(), lits.size(), len, off, position);
+    std::size_t n = lzm_put_match(out, kind, lits.data(), lits.size(), len, off, position);
     return std::string(out, n);
 }
 
@@ -214,7 +214,7 @@ TEST(LzmEncoder, MatchesAtTheTokenLimits) {
 }
 
 TEST(LzmEncoder, EachBlockStartsAfresh) {
-    lzm_block_encoder_ encoder;
+    lzm_block_encoder encoder;
     std::string first = filler(8191, 7);
     first.replace(8000, 3, "abc");
     encoder.encode(first.data(), first.size());
@@ -256,11 +256,11 @@ TEST(LzmDecoder, FieldsAtTheirLimits) {
 TEST(LzmDecoder, AppendsToExistingOutput) {
     std::vector<char> out = {'z', 'z'};
     const std::string payload = bytes({0x03, 0x61, 0x62, 0x63, 0x80, 0x03});
-    EXPECT_EQ(lzm_decode_block_(payload.data(), payload.size(), out), 6u);
+    EXPECT_EQ(lzm_decode_block(payload.data(), payload.size(), out), 6u);
     EXPECT_EQ(std::string(out.begin(), out.end()), "zzabcabc");
     // The match offset counts only this call's bytes.
     const std::string reaching = bytes({0x01, 0x61, 0x80, 0x02});
-    EXPECT_EQ(error_of([&] { lzm_decode_block_(reaching.data(), reaching.size(), out); }),
+    EXPECT_EQ(error_of([&] { lzm_decode_block(reaching.data(), reaching.size(), out); }),
               "LZM assert: match offset out of block");
     EXPECT_EQ(std::string(out.begin(), out.end()), "zzabcabca"); // decoded part stays
 }
@@ -299,7 +299,7 @@ TEST(LzmDecoder, SizeLimit) {
     for (int i = 0; i < 3000; ++i)
         huge += bytes({0x00, 0xFF, 0x00});
     std::vector<char> out;
-    EXPECT_THROW(lzm_decode_block_(huge.data(), huge.size(), out), qel::compress_error);
+    EXPECT_THROW(lzm_decode_block(huge.data(), huge.size(), out), qel::compress_error);
     EXPECT_EQ(out.size(), 3000u * 255u);
     EXPECT_EQ(decode_error(huge + bytes({0x05, 0x61})), "out of input buffer error");
     EXPECT_EQ(decode_error(huge + bytes({0x80, 0x00})), "LZM assert: match offset out of block");

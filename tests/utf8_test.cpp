@@ -14,20 +14,20 @@ namespace {
 using qel_test::bytes;
 using qel_test::units;
 
-using qel::detail::append_utf8_;
-using qel::detail::append_wide_from_utf8_;
-using qel::detail::append_wide_from_utf8_bytes_;
-using qel::detail::from_utf8_;
-using qel::detail::to_utf8_;
+using qel::detail::append_utf8;
+using qel::detail::append_wide_from_utf8;
+using qel::detail::append_wide_from_utf8_bytes;
+using qel::detail::from_utf8;
+using qel::detail::to_utf8;
 
 constexpr bool whole_code_points = sizeof(wchar_t) == 4;
 
 // Both decoders on input without zero bytes.
 std::wstring decoded(const std::string& in) {
     std::wstring all = L"x";
-    append_wide_from_utf8_bytes_(all, in.data(), in.data() + in.size());
+    append_wide_from_utf8_bytes(all, in.data(), in.data() + in.size());
     EXPECT_EQ(all.substr(0, 1), L"x");
-    EXPECT_EQ(from_utf8_(in), all.substr(1)) << "the two decoders disagree";
+    EXPECT_EQ(from_utf8(in), all.substr(1)) << "the two decoders disagree";
     return all.substr(1);
 }
 
@@ -46,13 +46,13 @@ TEST(Utf8Test, EncodesEachLengthClassAndSurrogatesOneByOne) {
          bytes({0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80, 0xED, 0xB0, 0x80})},
     };
     for (const row& r : rows)
-        EXPECT_EQ(to_utf8_(r.text), r.utf8) << r.utf8.size();
+        EXPECT_EQ(to_utf8(r.text), r.utf8) << r.utf8.size();
     if constexpr (whole_code_points) { // units above U+FFFF exist only there
-        EXPECT_EQ(to_utf8_(units({0x10000, 0x1F600, 0x10FFFF})),
+        EXPECT_EQ(to_utf8(units({0x10000, 0x1F600, 0x10FFFF})),
                   bytes({0xF0, 0x90, 0x80, 0x80, 0xF0, 0x9F, 0x98, 0x80, 0xF4, 0x8F, 0xBF, 0xBF}));
     }
     std::string out = "x";
-    append_utf8_(out, units({0xE9}));
+    append_utf8(out, units({0xE9}));
     EXPECT_EQ(out, bytes({0x78, 0xC3, 0xA9}));
 }
 
@@ -61,7 +61,7 @@ TEST(Utf8Test, EveryUnitRoundTrips) {
     for (unsigned u = 1; u <= (whole_code_points ? 0x10FFFFu : 0xFFFFu); ++u)
         if (u != 0xFEFF && (u < 0xD800 || u > 0xDFFF || !whole_code_points))
             all.push_back(static_cast<wchar_t>(u)); // a byte-order mark is dropped on decoding
-    const std::string encoded = to_utf8_(all);
+    const std::string encoded = to_utf8(all);
     EXPECT_EQ(decoded(encoded), all);
     // 0x7F one-byte units, then two-byte units up to 0x7FF, then three bytes up to 0xFFFF.
     const std::size_t bmp = 0x7F + 2 * (0x7FF - 0x7F) + 3 * (0xFFFF - 0x7FF - 1);
@@ -108,7 +108,7 @@ TEST(Utf8Test, ZeroBytes) {
     // The bounded decoder takes a zero byte as U+0000 and goes on.
     std::wstring all;
     const std::string nul = bytes({0x61, 0, 0xC3, 0xA9});
-    append_wide_from_utf8_bytes_(all, nul.data(), nul.data() + nul.size());
+    append_wide_from_utf8_bytes(all, nul.data(), nul.data() + nul.size());
     EXPECT_EQ(all, units({0x61, 0, 0xE9}));
     // The other stops there and never consumes it, not even inside a sequence.
     struct row {
@@ -124,10 +124,10 @@ TEST(Utf8Test, ZeroBytes) {
     for (const row& r : rows) {
         std::wstring out = L"xy";
         const char* first = r.utf8.data();
-        EXPECT_EQ(append_wide_from_utf8_(out, first, first + r.utf8.size()) - first, r.stop);
+        EXPECT_EQ(append_wide_from_utf8(out, first, first + r.utf8.size()) - first, r.stop);
         EXPECT_EQ(out, L"xy" + r.text);
     }
-    EXPECT_EQ(from_utf8_(std::string("a\0b", 3)), L"a");
+    EXPECT_EQ(from_utf8(std::string("a\0b", 3)), L"a");
 }
 
 } // namespace

@@ -43,7 +43,7 @@ protected:
     ~basic_compress_stream();
 
     // The implementation, or a spent stream once this one was moved from.
-    IStream& stream_() const;
+    IStream& implementation() const;
 
     std::unique_ptr<IStream> impl_;
 };

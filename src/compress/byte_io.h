@@ -12,14 +12,14 @@
 
 namespace qel::detail {
 
-[[noreturn]] void throw_output_error_();
-[[noreturn]] void throw_input_error_();
-[[noreturn]] void throw_unexpected_end_();
+[[noreturn]] void throw_output_error();
+[[noreturn]] void throw_input_error();
+[[noreturn]] void throw_unexpected_end();
 
 // Writes from index 0 over what the vector holds, growing it but never shrinking it.
-class vector_overwrite_sink_ {
+class vector_overwrite_sink {
 public:
-    explicit vector_overwrite_sink_(std::vector<char>& out) : out_(out) {}
+    explicit vector_overwrite_sink(std::vector<char>& out) : out_(out) {}
     void write(const char* data, std::size_t size) {
         if (out_.size() < position_ + size)
             out_.resize(position_ + size);
@@ -52,26 +52,26 @@ private:
     std::size_t size_before_area_ = 0;
 };
 
-class ostream_sink_ {
+class ostream_sink {
 public:
-    explicit ostream_sink_(std::ostream& out) : out_(out) {}
+    explicit ostream_sink(std::ostream& out) : out_(out) {}
     void write(const char* data, std::size_t size) {
         out_.write(data, static_cast<std::streamsize>(size));
         if (!out_.good())
-            throw_output_error_();
+            throw_output_error();
     }
 
 private:
     std::ostream& out_;
 };
 
-class istream_sink_ {
+class istream_sink {
 public:
-    explicit istream_sink_(IStream& out) : out_(out) {}
+    explicit istream_sink(IStream& out) : out_(out) {}
     void write(const char* data, std::size_t size) {
         out_.write(data, size);
         if (out_.error())
-            throw_output_error_();
+            throw_output_error();
     }
 
 private:
@@ -79,9 +79,9 @@ private:
 };
 
 // Streamed input, read in chunks; `at_end` tells whether the source has reached its end.
-class std_istream_source_ {
+class std_istream_source {
 public:
-    explicit std_istream_source_(std::istream& in) : in_(in) {}
+    explicit std_istream_source(std::istream& in) : in_(in) {}
     std::size_t read(char* buffer, std::size_t size) {
         in_.read(buffer, static_cast<std::streamsize>(size));
         return static_cast<std::size_t>(in_.gcount());
@@ -89,7 +89,7 @@ public:
     // Reads exactly `size` bytes or throws "input stream error".
     void read_exactly(char* buffer, std::size_t size) {
         if (read(buffer, size) != size || !in_.good())
-            throw_input_error_();
+            throw_input_error();
     }
     bool at_end() const { return in_.eof(); }
 
@@ -97,9 +97,9 @@ private:
     std::istream& in_;
 };
 
-class istream_source_ {
+class istream_source {
 public:
-    explicit istream_source_(IStream& in) : in_(in) {}
+    explicit istream_source(IStream& in) : in_(in) {}
     std::size_t read(char* buffer, std::size_t size) {
         std::size_t count = 0;
         in_.read(buffer, size, &count);
@@ -110,9 +110,9 @@ public:
     void read_exactly(char* buffer, std::size_t size) {
         std::size_t count = read(buffer, size);
         if (in_.error())
-            throw_input_error_();
+            throw_input_error();
         if (count != size)
-            throw_unexpected_end_();
+            throw_unexpected_end();
     }
     bool at_end() const { return in_.eof(); }
     bool failed() const { return in_.error(); }
@@ -123,7 +123,7 @@ private:
 
 // The length of the next chunk of a streamed input: `chunk`, or less so as not to pass a
 // positive `limit`; 0 when the limit has been reached.
-inline std::size_t next_chunk_size_(std::size_t chunk, std::int64_t limit, std::int64_t done) {
+inline std::size_t next_chunk_size(std::size_t chunk, std::int64_t limit, std::int64_t done) {
     if (limit <= 0)
         return chunk;
     return static_cast<std::size_t>(std::min<std::int64_t>(

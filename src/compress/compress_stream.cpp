@@ -8,13 +8,13 @@
 namespace qel {
 namespace detail {
 
-void throw_output_error_() {
+void throw_output_error() {
     throw compress_error(compress_messages::output_stream_error, 0);
 }
-void throw_input_error_() {
+void throw_input_error() {
     throw compress_error(compress_messages::input_stream_error, 0);
 }
-void throw_unexpected_end_() {
+void throw_unexpected_end() {
     throw compress_error(compress_messages::input_unexpected_end, 0);
 }
 
@@ -132,9 +132,9 @@ std::int64_t basic_inflate_stream_impl_::get_size() {
 std::unique_ptr<IStream> deflate_stream_factory(IStream& target, int method) {
     switch (method) {
     case compress_lzm:
-        return detail::make_lzm_deflate_stream_(target);
+        return detail::make_lzm_deflate_stream(target);
     case compress_zlib:
-        return detail::make_zlib_deflate_stream_(target);
+        return detail::make_zlib_deflate_stream(target);
     default:
         throw detail::compress_bad_method_();
     }
@@ -143,9 +143,9 @@ std::unique_ptr<IStream> deflate_stream_factory(IStream& target, int method) {
 std::unique_ptr<IStream> inflate_stream_factory(IStream& source, int method) {
     switch (method) {
     case compress_lzm:
-        return detail::make_lzm_inflate_stream_(source);
+        return detail::make_lzm_inflate_stream(source);
     case compress_zlib:
-        return detail::make_zlib_inflate_stream_(source);
+        return detail::make_zlib_inflate_stream(source);
     default:
         throw detail::compress_bad_method_();
     }
@@ -175,7 +175,7 @@ public:
 
 } // namespace
 
-IStream& basic_compress_stream::stream_() const {
+IStream& basic_compress_stream::implementation() const {
     static spent_stream spent;
     return impl_ ? *impl_ : spent;
 }
@@ -185,19 +185,19 @@ basic_compress_stream::basic_compress_stream(std::unique_ptr<IStream>&& impl)
 basic_compress_stream::basic_compress_stream(basic_compress_stream&& other) noexcept = default;
 basic_compress_stream::~basic_compress_stream() = default;
 void basic_compress_stream::reset() {
-    stream_().reset();
+    implementation().reset();
 }
 bool basic_compress_stream::error() const {
-    return stream_().error();
+    return implementation().error();
 }
 bool basic_compress_stream::eof() const {
-    return stream_().eof();
+    return implementation().eof();
 }
 bool basic_compress_stream::ok() const {
-    return stream_().ok();
+    return implementation().ok();
 }
 IStream& basic_compress_stream::get_interface() {
-    return stream_();
+    return implementation();
 }
 
 deflate_stream::deflate_stream(IStream& target, int method)
@@ -205,13 +205,13 @@ deflate_stream::deflate_stream(IStream& target, int method)
 deflate_stream::deflate_stream(deflate_stream&& other) noexcept = default;
 deflate_stream::~deflate_stream() = default;
 void deflate_stream::write(const void* data, std::size_t size) {
-    stream_().write(data, size);
+    implementation().write(data, size);
 }
 void deflate_stream::put(char c) {
-    stream_().put(c);
+    implementation().put(c);
 }
 void deflate_stream::flush() {
-    stream_().flush();
+    implementation().flush();
 }
 
 inflate_stream::inflate_stream(IStream& source, int method)
@@ -219,10 +219,10 @@ inflate_stream::inflate_stream(IStream& source, int method)
 inflate_stream::inflate_stream(inflate_stream&& other) noexcept = default;
 inflate_stream::~inflate_stream() = default;
 void inflate_stream::read(void* buffer, std::size_t size, std::size_t* read_count) {
-    stream_().read(buffer, size, read_count);
+    implementation().read(buffer, size, read_count);
 }
 char inflate_stream::get() {
-    return stream_().get();
+    return implementation().get();
 }
 
 } // namespace qel

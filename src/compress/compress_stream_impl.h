@@ -77,9 +77,9 @@ private:
     bool exhausted_ = false;
 };
 
-std::unique_ptr<IStream> make_lzm_deflate_stream_(IStream& target);
-std::unique_ptr<IStream> make_lzm_inflate_stream_(IStream& source);
-std::unique_ptr<IStream> make_zlib_deflate_stream_(IStream& target);
-std::unique_ptr<IStream> make_zlib_inflate_stream_(IStream& source);
+std::unique_ptr<IStream> make_lzm_deflate_stream(IStream& target);
+std::unique_ptr<IStream> make_lzm_inflate_stream(IStream& source);
+std::unique_ptr<IStream> make_zlib_deflate_stream(IStream& target);
+std::unique_ptr<IStream> make_zlib_inflate_stream(IStream& source);
 
 } // namespace qel::detail

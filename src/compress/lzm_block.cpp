@@ -152,28 +152,28 @@ inline std::size_t common_prefix(const unsigned char* a, const unsigned char* b,
 
 } // namespace
 
-lzm_choice_ lzm_select_(std::size_t pending_literals, std::size_t length, std::size_t offset) {
+lzm_choice_ lzm_select(std::size_t pending_literals, std::size_t length, std::size_t offset) {
     return select(pending_literals, length, offset);
 }
 
-std::size_t lzm_put_literals_(char* out, const char* literals, std::size_t count) {
+std::size_t lzm_put_literals(char* out, const char* literals, std::size_t count) {
     return put_literals(out, literals, count);
 }
 
-std::size_t lzm_put_repeat_(char* out, std::size_t pending_literals, std::size_t count,
-                            unsigned char value) {
+std::size_t lzm_put_repeat(char* out, std::size_t pending_literals, std::size_t count,
+                           unsigned char value) {
     return put_repeat(out, pending_literals, count, value);
 }
 
-std::size_t lzm_put_match_(char* out, int kind, const char* literals, std::size_t literal_count,
-                           std::size_t length, std::size_t offset, std::size_t position) {
+std::size_t lzm_put_match(char* out, int kind, const char* literals, std::size_t literal_count,
+                          std::size_t length, std::size_t offset, std::size_t position) {
     const std::size_t head = put_match_head(out, kind, literal_count, length, offset, position);
     if (literal_count != 0)
         std::memcpy(out + head, literals, literal_count);
     return head + literal_count;
 }
 
-lzm_block_encoder_::lzm_block_encoder_() : hash_table_(hash_size), payload_(payload_capacity) {}
+lzm_block_encoder::lzm_block_encoder() : hash_table_(hash_size), payload_(payload_capacity) {}
 
 namespace {
 
@@ -331,7 +331,7 @@ inline scan_result scan_literals(const unsigned char* in, std::uint16_t* table, 
 
 } // namespace
 
-std::uint16_t lzm_block_encoder_::encode(const char* input, std::size_t size) {
+std::uint16_t lzm_block_encoder::encode(const char* input, std::size_t size) {
     // Offsets and table entries are 13-bit and 16-bit quantities.
     check(size <= lzm_block_input_limit, compress_messages::block_too_large);
     std::uint16_t* const table = hash_table_.data();
@@ -583,7 +583,7 @@ bool read_match(unsigned t, const unsigned char*& p, const unsigned char* end, s
 
 } // namespace
 
-std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector<char>& out) {
+std::size_t lzm_decode_block(const char* payload, std::size_t size, std::vector<char>& out) {
     const std::size_t base = out.size();
     out.resize(base + lzm_decode_reserve);
     char* const first = out.data() + base;
@@ -709,7 +709,7 @@ std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector
     return produced;
 }
 
-void lzm_write_header_(char* header, std::uint16_t payload_size) {
+void lzm_write_header(char* header, std::uint16_t payload_size) {
     const std::uint32_t word = std::uint32_t{payload_size} << 16 | lzm_magic;
     for (std::size_t i = 0; i < lzm_header_size; ++i)
         header[i] = static_cast<char>(word >> (8 * i) & 0xFF);

@@ -26,22 +26,22 @@ struct lzm_choice_ {
 };
 
 // Throws compress_error "LZM assert: select: ..." when an argument is out of range.
-lzm_choice_ lzm_select_(std::size_t pending_literals, std::size_t length, std::size_t offset);
+lzm_choice_ lzm_select(std::size_t pending_literals, std::size_t length, std::size_t offset);
 
 // Token writers of the encoder. Each checks the limits of its token first (compress_error
 // "LZM assert: ...") and returns the number of bytes written to `out`.
-std::size_t lzm_put_literals_(char* out, const char* literals, std::size_t count);
-std::size_t lzm_put_repeat_(char* out, std::size_t pending_literals, std::size_t count,
-                            unsigned char value);
+std::size_t lzm_put_literals(char* out, const char* literals, std::size_t count);
+std::size_t lzm_put_repeat(char* out, std::size_t pending_literals, std::size_t count,
+                           unsigned char value);
 // kind 1..3; `position` is the input index where the match starts, which bounds the offset.
-std::size_t lzm_put_match_(char* out, int kind, const char* literals, std::size_t literal_count,
-                           std::size_t length, std::size_t offset, std::size_t position);
+std::size_t lzm_put_match(char* out, int kind, const char* literals, std::size_t literal_count,
+                          std::size_t length, std::size_t offset, std::size_t position);
 
 // Reusable state of the block encoder (hash table and payload buffer), so that a call or a
 // stream allocates once.
-class lzm_block_encoder_ {
+class lzm_block_encoder {
 public:
-    lzm_block_encoder_();
+    lzm_block_encoder();
     // Encodes 0..8191 bytes into payload() and returns the payload length. Failed internal
     // checks, and more than 8191 bytes, throw compress_error "LZM assert: ...".
     std::uint16_t encode(const char* input, std::size_t size);
@@ -57,9 +57,9 @@ private:
 // Decodes one payload and appends the bytes to `out`; returns how many were appended.
 // Malformed payloads throw compress_error; the bytes of the block decoded before the fault
 // stay appended. Nothing outside the payload or the block's own output is ever read.
-std::size_t lzm_decode_block_(const char* payload, std::size_t size, std::vector<char>& out);
+std::size_t lzm_decode_block(const char* payload, std::size_t size, std::vector<char>& out);
 
 // The 4-byte header of a block with `payload_size` payload bytes.
-void lzm_write_header_(char* header, std::uint16_t payload_size);
+void lzm_write_header(char* header, std::uint16_t payload_size);
 
 } // namespace qel::detail

@@ -14,27 +14,27 @@ using header_bytes = std::array<char, lzm_header_size>;
 
 // Encodes one block and writes header and payload with one sink write each.
 template <class Sink>
-void write_block(lzm_block_encoder_& encoder, const char* data, std::size_t size, Sink& sink) {
+void write_block(lzm_block_encoder& encoder, const char* data, std::size_t size, Sink& sink) {
     std::uint16_t payload_size = encoder.encode(data, size);
     header_bytes header;
-    lzm_write_header_(header.data(), payload_size);
+    lzm_write_header(header.data(), payload_size);
     sink.write(header.data(), header.size());
     sink.write(encoder.payload().data(), payload_size);
 }
 
 template <class Sink> void deflate_memory(const char* data, std::size_t size, Sink& sink) {
-    lzm_block_encoder_ encoder;
+    lzm_block_encoder encoder;
     for (std::size_t done = 0; done < size; done += lzm_block_input_limit)
         write_block(encoder, data + done, std::min(lzm_block_input_limit, size - done), sink);
 }
 
 template <class Source, class Sink>
 void deflate_streamed(Source& source, Sink& sink, std::int64_t limit) {
-    lzm_block_encoder_ encoder;
+    lzm_block_encoder encoder;
     std::vector<char> chunk(lzm_block_input_limit);
     std::int64_t done = 0;
     for (;;) {
-        std::size_t wanted = next_chunk_size_(lzm_block_input_limit, limit, done);
+        std::size_t wanted = next_chunk_size(lzm_block_input_limit, limit, done);
         if (wanted == 0)
             break;
         std::size_t got = source.read(chunk.data(), wanted);
@@ -64,7 +64,7 @@ public:
     explicit block_output(Sink& sink) : sink_(sink) { work_.reserve(lzm_decode_reserve); }
     void decode(const char* payload, std::size_t size) {
         work_.clear();
-        lzm_decode_block_(payload, size, work_);
+        lzm_decode_block(payload, size, work_);
         sink_.write(work_.data(), work_.size());
     }
 
@@ -76,7 +76,7 @@ private:
 template <> class block_output<std::vector<char>> {
 public:
     explicit block_output(std::vector<char>& out) : out_(out) {}
-    void decode(const char* payload, std::size_t size) { lzm_decode_block_(payload, size, out_); }
+    void decode(const char* payload, std::size_t size) { lzm_decode_block(payload, size, out_); }
 
 private:
     std::vector<char>& out_;
@@ -121,14 +121,14 @@ public:
 
     // The format needs no terminator, so `finish` changes nothing.
     void deflate_data(const void* data, std::size_t size, bool) override {
-        istream_sink_ sink(*wrapped_);
+        istream_sink sink(*wrapped_);
         auto bytes = static_cast<const char*>(data);
         for (std::size_t done = 0; done < size; done += lzm_block_input_limit)
             write_block(encoder_, bytes + done, std::min(lzm_block_input_limit, size - done), sink);
     }
 
 private:
-    lzm_block_encoder_ encoder_;
+    lzm_block_encoder encoder_;
 };
 
 class lzm_inflate_stream_impl_ final : public basic_inflate_stream_impl_ {
@@ -138,10 +138,10 @@ public:
 
     // One block per call.
     bool inflate_data(std::vector<char>& out) override {
-        istream_source_ source(*wrapped_);
+        istream_source source(*wrapped_);
         if (!read_block(source, payload_))
             return false;
-        lzm_decode_block_(payload_.data(), payload_.size(), out);
+        lzm_decode_block(payload_.data(), payload_.size(), out);
         return true;
     }
 
@@ -151,11 +151,11 @@ private:
 
 } // namespace
 
-std::unique_ptr<IStream> make_lzm_deflate_stream_(IStream& target) {
+std::unique_ptr<IStream> make_lzm_deflate_stream(IStream& target) {
     return std::make_unique<lzm_deflate_stream_impl_>(target);
 }
 
-std::unique_ptr<IStream> make_lzm_inflate_stream_(IStream& source) {
+std::unique_ptr<IStream> make_lzm_inflate_stream(IStream& source) {
     return std::make_unique<lzm_inflate_stream_impl_>(source);
 }
 
@@ -164,44 +164,44 @@ std::unique_ptr<IStream> make_lzm_inflate_stream_(IStream& source) {
 using namespace detail;
 
 void lzm_deflate(const char* data, std::size_t size, std::vector<char>& out) {
-    vector_overwrite_sink_ sink(out);
+    vector_overwrite_sink sink(out);
     deflate_memory(data, size, sink);
 }
 void lzm_deflate(const std::vector<char>& in, std::vector<char>& out) {
     lzm_deflate(in.data(), in.size(), out);
 }
 void lzm_deflate(const char* data, std::size_t size, std::ostream& out) {
-    ostream_sink_ sink(out);
+    ostream_sink sink(out);
     deflate_memory(data, size, sink);
 }
 void lzm_deflate(const std::vector<char>& in, std::ostream& out) {
     lzm_deflate(in.data(), in.size(), out);
 }
 void lzm_deflate(const char* data, std::size_t size, IStream& out) {
-    istream_sink_ sink(out);
+    istream_sink sink(out);
     deflate_memory(data, size, sink);
 }
 void lzm_deflate(const std::vector<char>& in, IStream& out) {
     lzm_deflate(in.data(), in.size(), out);
 }
 void lzm_deflate(std::istream& in, std::vector<char>& out, std::int64_t size) {
-    std_istream_source_ source(in);
-    vector_overwrite_sink_ sink(out);
+    std_istream_source source(in);
+    vector_overwrite_sink sink(out);
     deflate_streamed(source, sink, size);
 }
 void lzm_deflate(IStream& in, std::vector<char>& out, std::int64_t size) {
-    istream_source_ source(in);
-    vector_overwrite_sink_ sink(out);
+    istream_source source(in);
+    vector_overwrite_sink sink(out);
     deflate_streamed(source, sink, size);
 }
 void lzm_deflate(std::istream& in, std::ostream& out, std::int64_t size) {
-    std_istream_source_ source(in);
-    ostream_sink_ sink(out);
+    std_istream_source source(in);
+    ostream_sink sink(out);
     deflate_streamed(source, sink, size);
 }
 void lzm_deflate(IStream& in, IStream& out, std::int64_t size) {
-    istream_source_ source(in);
-    istream_sink_ sink(out);
+    istream_source source(in);
+    istream_sink sink(out);
     deflate_streamed(source, sink, size);
 }
 
@@ -212,35 +212,35 @@ void lzm_inflate(const std::vector<char>& in, std::vector<char>& out) {
     inflate_memory(in.data(), in.size(), out);
 }
 void lzm_inflate(const char* data, std::size_t size, std::ostream& out) {
-    ostream_sink_ sink(out);
+    ostream_sink sink(out);
     inflate_memory(data, size, sink);
 }
 void lzm_inflate(const std::vector<char>& in, std::ostream& out) {
     lzm_inflate(in.data(), in.size(), out);
 }
 void lzm_inflate(const char* data, std::size_t size, IStream& out) {
-    istream_sink_ sink(out);
+    istream_sink sink(out);
     inflate_memory(data, size, sink);
 }
 void lzm_inflate(const std::vector<char>& in, IStream& out) {
     lzm_inflate(in.data(), in.size(), out);
 }
 void lzm_inflate(std::istream& in, std::vector<char>& out) {
-    std_istream_source_ source(in);
+    std_istream_source source(in);
     inflate_streamed(source, out);
 }
 void lzm_inflate(IStream& in, std::vector<char>& out) {
-    istream_source_ source(in);
+    istream_source source(in);
     inflate_streamed(source, out);
 }
 void lzm_inflate(std::istream& in, std::ostream& out) {
-    std_istream_source_ source(in);
-    ostream_sink_ sink(out);
+    std_istream_source source(in);
+    ostream_sink sink(out);
     inflate_streamed(source, sink);
 }
 void lzm_inflate(IStream& in, IStream& out) {
-    istream_source_ source(in);
-    istream_sink_ sink(out);
+    istream_source source(in);
+    istream_sink sink(out);
     inflate_streamed(source, sink);
 }
 

@@ -102,9 +102,9 @@ private:
 // less of zlib's copying of its window after each call. Where the vector still holds old
 // bytes past the write position, pieces go through the buffer, so that a failing call
 // leaves those bytes as they were.
-template <> class piece_output<vector_overwrite_sink_> {
+template <> class piece_output<vector_overwrite_sink> {
 public:
-    piece_output(std::vector<char>& piece, vector_overwrite_sink_& sink)
+    piece_output(std::vector<char>& piece, vector_overwrite_sink& sink)
         : piece_(piece), sink_(sink) {}
     std::size_t size() const { return size_; }
     char* area() {
@@ -130,7 +130,7 @@ public:
 private:
     static constexpr std::size_t largest_area = std::size_t{1} << 30;
     std::vector<char>& piece_;
-    vector_overwrite_sink_& sink_;
+    vector_overwrite_sink& sink_;
     std::size_t size_ = piece_size;
     bool in_place_ = false;
 };
@@ -203,7 +203,7 @@ void deflate_streamed(Source& source, Sink& sink, std::int64_t limit) {
     std::vector<char> chunk(piece_size);
     std::int64_t done = 0;
     for (;;) {
-        std::size_t wanted = next_chunk_size_(piece_size, limit, done);
+        std::size_t wanted = next_chunk_size(piece_size, limit, done);
         std::size_t got = wanted == 0 ? 0 : source.read(chunk.data(), wanted);
         done += static_cast<std::int64_t>(got);
         z.set_input(chunk.data(), got);
@@ -288,7 +288,7 @@ public:
         if (stream_finished_)
             zlib_.restart();
         stream_finished_ = false;
-        istream_sink_ sink(*wrapped_);
+        istream_sink sink(*wrapped_);
         sliced_input input(static_cast<const char*>(data), size);
         do {
             input.top_up(zlib_);
@@ -317,10 +317,10 @@ public:
           chunk_(piece_size) {}
 
     bool inflate_data(std::vector<char>& out) override {
-        istream_source_ source(*wrapped_);
+        istream_source source(*wrapped_);
         std::size_t got = source.read(chunk_.data(), chunk_.size());
         if (source.failed())
-            throw_input_error_();
+            throw_input_error();
         if (got == 0)
             return false;
         const bool source_ended = source.at_end();
@@ -337,11 +337,11 @@ private:
 
 } // namespace
 
-std::unique_ptr<IStream> make_zlib_deflate_stream_(IStream& target) {
+std::unique_ptr<IStream> make_zlib_deflate_stream(IStream& target) {
     return std::make_unique<zlib_deflate_stream_impl_>(target);
 }
 
-std::unique_ptr<IStream> make_zlib_inflate_stream_(IStream& source) {
+std::unique_ptr<IStream> make_zlib_inflate_stream(IStream& source) {
     return std::make_unique<zlib_inflate_stream_impl_>(source);
 }
 
@@ -350,86 +350,86 @@ std::unique_ptr<IStream> make_zlib_inflate_stream_(IStream& source) {
 using namespace detail;
 
 void zlib_deflate(const char* data, std::size_t size, std::vector<char>& out) {
-    vector_overwrite_sink_ sink(out);
+    vector_overwrite_sink sink(out);
     deflate_memory(data, size, sink);
 }
 void zlib_deflate(const std::vector<char>& in, std::vector<char>& out) {
     zlib_deflate(in.data(), in.size(), out);
 }
 void zlib_deflate(const char* data, std::size_t size, std::ostream& out) {
-    ostream_sink_ sink(out);
+    ostream_sink sink(out);
     deflate_memory(data, size, sink);
 }
 void zlib_deflate(const std::vector<char>& in, std::ostream& out) {
     zlib_deflate(in.data(), in.size(), out);
 }
 void zlib_deflate(const char* data, std::size_t size, IStream& out) {
-    istream_sink_ sink(out);
+    istream_sink sink(out);
     deflate_memory(data, size, sink);
 }
 void zlib_deflate(const std::vector<char>& in, IStream& out) {
     zlib_deflate(in.data(), in.size(), out);
 }
 void zlib_deflate(std::istream& in, std::vector<char>& out, std::int64_t size) {
-    std_istream_source_ source(in);
-    vector_overwrite_sink_ sink(out);
+    std_istream_source source(in);
+    vector_overwrite_sink sink(out);
     deflate_streamed(source, sink, size);
 }
 void zlib_deflate(IStream& in, std::vector<char>& out, std::int64_t size) {
-    istream_source_ source(in);
-    vector_overwrite_sink_ sink(out);
+    istream_source source(in);
+    vector_overwrite_sink sink(out);
     deflate_streamed(source, sink, size);
 }
 void zlib_deflate(std::istream& in, std::ostream& out, std::int64_t size) {
-    std_istream_source_ source(in);
-    ostream_sink_ sink(out);
+    std_istream_source source(in);
+    ostream_sink sink(out);
     deflate_streamed(source, sink, size);
 }
 void zlib_deflate(IStream& in, IStream& out, std::int64_t size) {
-    istream_source_ source(in);
-    istream_sink_ sink(out);
+    istream_source source(in);
+    istream_sink sink(out);
     deflate_streamed(source, sink, size);
 }
 
 void zlib_inflate(const char* data, std::size_t size, std::vector<char>& out) {
-    vector_overwrite_sink_ sink(out);
+    vector_overwrite_sink sink(out);
     inflate_memory(data, size, sink);
 }
 void zlib_inflate(const std::vector<char>& in, std::vector<char>& out) {
     zlib_inflate(in.data(), in.size(), out);
 }
 void zlib_inflate(const char* data, std::size_t size, std::ostream& out) {
-    ostream_sink_ sink(out);
+    ostream_sink sink(out);
     inflate_memory(data, size, sink);
 }
 void zlib_inflate(const std::vector<char>& in, std::ostream& out) {
     zlib_inflate(in.data(), in.size(), out);
 }
 void zlib_inflate(const char* data, std::size_t size, IStream& out) {
-    istream_sink_ sink(out);
+    istream_sink sink(out);
     inflate_memory(data, size, sink);
 }
 void zlib_inflate(const std::vector<char>& in, IStream& out) {
     zlib_inflate(in.data(), in.size(), out);
 }
 void zlib_inflate(std::istream& in, std::vector<char>& out) {
-    std_istream_source_ source(in);
-    vector_overwrite_sink_ sink(out);
+    std_istream_source source(in);
+    vector_overwrite_sink sink(out);
     inflate_streamed(source, sink);
 }
 void zlib_inflate(IStream& in, std::vector<char>& out) {
-    istream_source_ source(in);
-    vector_overwrite_sink_ sink(out);
+    istream_source source(in);
+    vector_overwrite_sink sink(out);
     inflate_streamed(source, sink);
 }
 void zlib_inflate(std::istream& in, std::ostream& out) {
-    std_istream_source_ source(in);
-    ostream_sink_ sink(out);
+    std_istream_source source(in);
+    ostream_sink sink(out);
     inflate_streamed(source, sink);
 }
 void zlib_inflate(IStream& in, IStream& out) {
-    istream_source_ source(in);
-    istream_sink_ sink(out);
+    istream_source source(in);
+    istream_sink sink(out);
     inflate_streamed(source, sink);
 }
 

@@ -10,15 +10,15 @@ basic_exception::basic_exception(const char* message) : std::runtime_error(messa
 basic_exception::basic_exception(const std::string& message)
     : std::runtime_error(message.c_str()) {}
 basic_exception::basic_exception(const wchar_t* message)
-    : std::runtime_error(detail::to_utf8_(message)) {}
+    : std::runtime_error(detail::to_utf8(message)) {}
 basic_exception::basic_exception(const std::wstring& message)
-    : std::runtime_error(detail::to_utf8_(message).c_str()) {}
+    : std::runtime_error(detail::to_utf8(message).c_str()) {}
 basic_exception::~basic_exception() = default;
 
 std::wstring basic_exception::wide_what() const {
     const char* text = what();
     std::wstring out;
-    detail::append_wide_from_utf8_(out, text, text + std::strlen(text));
+    detail::append_wide_from_utf8(out, text, text + std::strlen(text));
     return out;
 }
 

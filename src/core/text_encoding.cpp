@@ -35,7 +35,7 @@ void char_to_wide(const char* s, std::size_t n, std::wstring& out, const text_en
         return;
     unsigned int codepage = 0;
     if (enc.charset() == cs_utf8)
-        detail::append_wide_from_utf8_bytes_(out, s, s + n);
+        detail::append_wide_from_utf8_bytes(out, s, s + n);
     else if (system_codepage(enc, codepage))
         platform::multibyte_to_wide(codepage, s, n, out);
 }
@@ -63,7 +63,7 @@ void wide_to_char(const wchar_t* s, std::size_t n, std::string& out, const text_
         return;
     unsigned int codepage = 0;
     if (enc.charset() == cs_utf8)
-        detail::append_utf8_(out, std::wstring_view(s, n));
+        detail::append_utf8(out, std::wstring_view(s, n));
     else if (system_codepage(enc, codepage))
         platform::wide_to_multibyte(codepage, s, n, out);
 }

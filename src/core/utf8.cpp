@@ -46,7 +46,7 @@ bool decode_four_byte(const unsigned char* p, const unsigned char* end, std::uin
 
 } // namespace
 
-void append_utf8_(std::string& out, std::wstring_view text) {
+void append_utf8(std::string& out, std::wstring_view text) {
     // Room for one byte a unit first: most text is mostly ASCII, and the string is
     // zero-filled as it grows. The first unit that needs more makes room for the worst case.
     const std::size_t n = text.size();
@@ -181,24 +181,24 @@ const char* append_decoded(std::wstring& out, const char* first, const char* las
 
 } // namespace
 
-const char* append_wide_from_utf8_(std::wstring& out, const char* first, const char* last) {
+const char* append_wide_from_utf8(std::wstring& out, const char* first, const char* last) {
     return append_decoded(out, first, last, true);
 }
 
-void append_wide_from_utf8_bytes_(std::wstring& out, const char* first, const char* last) {
+void append_wide_from_utf8_bytes(std::wstring& out, const char* first, const char* last) {
     append_decoded(out, first, last, false);
 }
 
-std::string to_utf8_(std::wstring_view text) {
+std::string to_utf8(std::wstring_view text) {
     std::string out;
-    append_utf8_(out, text);
+    append_utf8(out, text);
     return out;
 }
 
-std::wstring from_utf8_(std::string_view text) {
+std::wstring from_utf8(std::string_view text) {
     std::wstring out;
     out.reserve(text.size());
-    append_wide_from_utf8_(out, text.data(), text.data() + text.size());
+    append_wide_from_utf8(out, text.data(), text.data() + text.size());
     return out;
 }
 

@@ -9,17 +9,17 @@ namespace qel::detail {
 
 // Appends the UTF-8 form of `text`, one wide unit at a time: UTF-16 surrogates are encoded
 // one by one; where wchar_t holds whole code points, a unit above U+FFFF takes four bytes.
-void append_utf8_(std::string& out, std::wstring_view text);
+void append_utf8(std::string& out, std::wstring_view text);
 
 // Decodes [first, last) up to the first zero byte and appends the units to `out`.
 // Broken sequences give U+0000, unsupported lead bytes "?", and a byte-order mark nothing.
 // Returns the position where decoding stopped (the zero byte, or `last`).
-const char* append_wide_from_utf8_(std::wstring& out, const char* first, const char* last);
+const char* append_wide_from_utf8(std::wstring& out, const char* first, const char* last);
 
 // Decodes all of [first, last): a zero byte gives U+0000 and decoding goes on.
-void append_wide_from_utf8_bytes_(std::wstring& out, const char* first, const char* last);
+void append_wide_from_utf8_bytes(std::wstring& out, const char* first, const char* last);
 
-std::string to_utf8_(std::wstring_view text);
-std::wstring from_utf8_(std::string_view text);
+std::string to_utf8(std::wstring_view text);
+std::wstring from_utf8(std::string_view text);
 
 } // namespace qel::detail

@@ -285,11 +285,11 @@ std::streamoff file_buffer::seek(std::streamoff offset, int way) {
         target = offset;
         break;
     case std::ios_base::cur:
-        target = seek_target_(current, offset);
+        target = seek_target(current, offset);
         break;
     case std::ios_base::end: {
         std::int64_t end = platform::seek_file(file_, 0, platform::seek_origin::end, first_error());
-        target = end < 0 ? -1 : seek_target_(end, offset);
+        target = end < 0 ? -1 : seek_target(end, offset);
         break;
     }
     default:

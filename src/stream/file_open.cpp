@@ -42,8 +42,8 @@ bool base_name_starts_with_dot(const std::wstring& name) {
 
 } // namespace
 
-unsigned int open_file_stream_(file_buffer& buffer, std::iostream& stream, const std::wstring& name,
-                               unsigned int mode, bool binary) {
+unsigned int open_file_stream(file_buffer& buffer, std::iostream& stream, const std::wstring& name,
+                              unsigned int mode, bool binary) {
     const bool write = (mode & mode_write) != 0;
     const bool shared_commit = write && (mode & mode_flush_on_close) != 0;
     unsigned int close_flags = shared_commit ? close_flag_flush : 0;

@@ -13,7 +13,7 @@ inline constexpr unsigned int close_flag_flush = 0x1;
 
 // Opens `name` into `buffer` as the file_stream_mode value `mode` says, in binary or text
 // mode, sets or clears the fail flag of `stream`, and returns the close flags.
-unsigned int open_file_stream_(file_buffer& buffer, std::iostream& stream, const std::wstring& name,
-                               unsigned int mode, bool binary);
+unsigned int open_file_stream(file_buffer& buffer, std::iostream& stream, const std::wstring& name,
+                              unsigned int mode, bool binary);
 
 } // namespace qel::detail

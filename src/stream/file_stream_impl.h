@@ -7,18 +7,18 @@
 
 namespace qel::detail {
 
-template <class Interface> class BasicFileStream_impl_ : public iostream_stream_<Interface> {
+template <class Interface> class BasicFileStream_impl_ : public iostream_stream<Interface> {
 public:
     BasicFileStream_impl_() { this->attach(&buffer_); }
     BasicFileStream_impl_(const BasicFileStream_impl_&) = delete;
     BasicFileStream_impl_& operator=(const BasicFileStream_impl_&) = delete;
     ~BasicFileStream_impl_() override { close(); }
 
-    void flush() override { stream_flush_(this->stream_); }
+    void flush() override { stream_flush(this->stream_); }
 
     // A file has one position for reading and writing, so `mode` does not matter.
     std::fpos<int> seek(std::fpos<int> pos, int way, int) override {
-        return stream_pos_(buffer_.seek(std::streamoff(pos), way));
+        return stream_pos(buffer_.seek(std::streamoff(pos), way));
     }
     std::fpos<int> get_pos(int mode) override { return seek(0, std::ios_base::cur, mode); }
 
@@ -46,7 +46,7 @@ public:
 
 protected:
     void open_(const std::wstring& name, unsigned int mode, bool binary) {
-        close_flags_ = open_file_stream_(buffer_, this->stream_, name, mode, binary);
+        close_flags_ = open_file_stream(buffer_, this->stream_, name, mode, binary);
     }
 
     file_buffer buffer_;

@@ -159,9 +159,9 @@ std::streamoff memory_buffer::seek(std::streamoff offset, int way, int mode) {
         case std::ios_base::beg:
             return offset;
         case std::ios_base::end:
-            return seek_target_(high_water, offset);
+            return seek_target(high_water, offset);
         case std::ios_base::cur:
-            return seek_target_(current - data_, offset);
+            return seek_target(current - data_, offset);
         default:
             return -1;
         }

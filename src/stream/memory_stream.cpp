@@ -12,7 +12,7 @@ IMemoryStream::~IMemoryStream() = default;
 
 namespace detail {
 
-class MemoryStream_impl_ final : public iostream_stream_<IMemoryStream> {
+class MemoryStream_impl_ final : public iostream_stream<IMemoryStream> {
 public:
     template <class... BufferArgs>
     explicit MemoryStream_impl_(BufferArgs&&... args) : buffer_(args...) {
@@ -21,7 +21,7 @@ public:
 
     void flush() override {}
     std::fpos<int> seek(std::fpos<int> pos, int way, int mode) override {
-        return stream_pos_(buffer_.seek(std::streamoff(pos), way, mode));
+        return stream_pos(buffer_.seek(std::streamoff(pos), way, mode));
     }
     std::fpos<int> get_pos(int mode) override { return seek(0, std::ios_base::cur, mode); }
     std::int64_t get_size() override { return buffer_.written_size(); }

@@ -15,7 +15,7 @@ std::streamsize clamp_size(std::size_t size) {
 
 } // namespace
 
-void stream_read_(std::iostream& stream, void* buffer, std::size_t size, std::size_t* read_count) {
+void stream_read(std::iostream& stream, void* buffer, std::size_t size, std::size_t* read_count) {
     std::size_t count = 0;
     if (!stream.good()) {
         stream.setstate(std::ios_base::failbit);
@@ -29,7 +29,7 @@ void stream_read_(std::iostream& stream, void* buffer, std::size_t size, std::si
         *read_count = count;
 }
 
-char stream_get_(std::iostream& stream) {
+char stream_get(std::iostream& stream) {
     if (!stream.good()) {
         stream.setstate(std::ios_base::failbit);
         return 0;
@@ -42,7 +42,7 @@ char stream_get_(std::iostream& stream) {
     return std::iostream::traits_type::to_char_type(c);
 }
 
-void stream_write_(std::iostream& stream, const void* data, std::size_t size) {
+void stream_write(std::iostream& stream, const void* data, std::size_t size) {
     if (!stream.good()) {
         stream.setstate(std::ios_base::badbit);
         return;
@@ -52,7 +52,7 @@ void stream_write_(std::iostream& stream, const void* data, std::size_t size) {
         stream.setstate(std::ios_base::badbit);
 }
 
-void stream_put_(std::iostream& stream, char c) {
+void stream_put(std::iostream& stream, char c) {
     if (!stream.good()) {
         stream.setstate(std::ios_base::badbit);
         return;
@@ -62,20 +62,20 @@ void stream_put_(std::iostream& stream, char c) {
         stream.setstate(std::ios_base::badbit);
 }
 
-void stream_flush_(std::iostream& stream) {
+void stream_flush(std::iostream& stream) {
     if (stream.good() && stream.rdbuf()->pubsync() == -1)
         stream.setstate(std::ios_base::badbit);
 }
 
-bool stream_error_(const std::iostream& stream) {
+bool stream_error(const std::iostream& stream) {
     return stream.bad() || (stream.fail() && !stream.eof());
 }
 
-std::fpos<int> stream_pos_(std::streamoff offset) {
+std::fpos<int> stream_pos(std::streamoff offset) {
     return std::fpos<int>(offset);
 }
 
-std::streamoff seek_target_(std::streamoff base, std::streamoff offset) {
+std::streamoff seek_target(std::streamoff base, std::streamoff offset) {
     if (offset > 0 && base > std::numeric_limits<std::streamoff>::max() - offset)
         return -1;
     std::streamoff target = base + offset;

@@ -28,7 +28,7 @@ public:
     void close() override {
         BasicFileStream_impl_::close();
         encoding_ = text_encoding();
-        policy_ = &dummy_text_format_policy_();
+        policy_ = &dummy_text_format_policy();
     }
 
     const text_encoding& get_encoding() const override { return encoding_; }
@@ -53,7 +53,7 @@ private:
 
     void open_for_reading(const std::wstring& name, unsigned int mode,
                           const text_encoding& requested) {
-        const ITextFormatPolicy_impl_* policy = &text_format_policy_(requested);
+        const ITextFormatPolicy_impl_* policy = &text_format_policy(requested);
         const bool detect = (requested.flags() & flag_detect_signature) != 0;
         open_(name, mode, detect ? false : policy->is_binary());
         if (!is_open())
@@ -63,7 +63,7 @@ private:
             E_CharSet found = cs_default;
             std::size_t signature_size = 0;
             bool read_any = false;
-            bool recognised = detect_signature_(stream_, found, signature_size, read_any);
+            bool recognised = detect_signature(stream_, found, signature_size, read_any);
             if (read_any)
                 buffer_.seek(static_cast<std::streamoff>(signature_size), std::ios_base::beg);
             stream_.clear();
@@ -76,7 +76,7 @@ private:
                 buffer_.seek(static_cast<std::streamoff>(signature_size), std::ios_base::beg);
                 text_mode = false;
             }
-            policy = &text_format_policy_(encoding_);
+            policy = &text_format_policy(encoding_);
             if (policy->is_binary() && text_mode) {
                 reopen_binary(name, mode);
                 if (!is_open())
@@ -91,7 +91,7 @@ private:
         encoding_ = requested;
         if (requested.flags() & flag_detect_signature)
             adopt_existing_charset(name);
-        const ITextFormatPolicy_impl_& policy = text_format_policy_(encoding_);
+        const ITextFormatPolicy_impl_& policy = text_format_policy(encoding_);
         open_(name, mode, policy.is_binary());
         if (!is_open())
             return close_after_failure();
@@ -106,24 +106,23 @@ private:
     void adopt_existing_charset(const std::wstring& name) {
         file_buffer existing;
         std::iostream reader(&existing);
-        open_file_stream_(existing, reader, name, file_stream_mode::read().get(), true);
+        open_file_stream(existing, reader, name, file_stream_mode::read().get(), true);
         if (!existing.is_open())
             return;
         E_CharSet found = cs_default;
         std::size_t signature_size = 0;
         bool read_any = false;
-        encoding_ = detect_signature_(reader, found, signature_size, read_any)
-                        ? text_encoding(found)
-                        : text_encoding();
+        encoding_ = detect_signature(reader, found, signature_size, read_any) ? text_encoding(found)
+                                                                              : text_encoding();
     }
 
     void close_after_failure() {
         encoding_ = text_encoding();
-        policy_ = &dummy_text_format_policy_();
+        policy_ = &dummy_text_format_policy();
     }
 
     text_encoding encoding_;
-    const ITextFormatPolicy_impl_* policy_ = &dummy_text_format_policy_();
+    const ITextFormatPolicy_impl_* policy_ = &dummy_text_format_policy();
 };
 
 } // namespace detail

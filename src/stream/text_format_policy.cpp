@@ -347,7 +347,7 @@ struct utf8_format {
     }
 
     static void encode_unit(std::string& bytes, wchar_t unit) {
-        append_utf8_(bytes, std::wstring_view(&unit, 1));
+        append_utf8(bytes, std::wstring_view(&unit, 1));
     }
 
     static wchar_t broken(std::iostream& stream) {
@@ -387,11 +387,11 @@ const unicode_policy<utf8_format> utf8;
 
 } // namespace
 
-const ITextFormatPolicy_impl_& dummy_text_format_policy_() {
+const ITextFormatPolicy_impl_& dummy_text_format_policy() {
     return dummy;
 }
 
-const ITextFormatPolicy_impl_& text_format_policy_(const text_encoding& enc) {
+const ITextFormatPolicy_impl_& text_format_policy(const text_encoding& enc) {
     switch (enc.charset()) {
     case cs_default:
     case cs_ansi:
@@ -408,8 +408,8 @@ const ITextFormatPolicy_impl_& text_format_policy_(const text_encoding& enc) {
     }
 }
 
-bool detect_signature_(std::iostream& stream, E_CharSet& charset, std::size_t& signature_size,
-                       bool& read_any) {
+bool detect_signature(std::iostream& stream, E_CharSet& charset, std::size_t& signature_size,
+                      bool& read_any) {
     char start[400];
     auto n = static_cast<std::size_t>(stream.rdbuf()->sgetn(start, sizeof start));
     read_any = n > 0;

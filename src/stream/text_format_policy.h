@@ -37,13 +37,13 @@ protected:
 
 // The policy for an encoding's charset: 0-2 narrow text, 4 UTF-16 LE, 5 UTF-16 BE, 6 UTF-8,
 // anything else the dummy policy, which reads and writes nothing.
-const ITextFormatPolicy_impl_& text_format_policy_(const text_encoding& enc);
-const ITextFormatPolicy_impl_& dummy_text_format_policy_();
+const ITextFormatPolicy_impl_& text_format_policy(const text_encoding& enc);
+const ITextFormatPolicy_impl_& dummy_text_format_policy();
 
 // Charset and signature length found at the start of a file (up to 400 bytes are read):
 // a byte-order mark, or unmarked UTF-16 LE text. False when nothing was read or found;
 // `read_any` tells whether any byte was read.
-bool detect_signature_(std::iostream& stream, E_CharSet& charset, std::size_t& signature_size,
-                       bool& read_any);
+bool detect_signature(std::iostream& stream, E_CharSet& charset, std::size_t& signature_size,
+                      bool& read_any);
 
 } // namespace qel::detail

@@ -7,7 +7,7 @@
 namespace qel::platform {
 
 std::string posix_path(const std::wstring& name) {
-    std::string path = detail::to_utf8_(name);
+    std::string path = detail::to_utf8(name);
     std::replace(path.begin(), path.end(), '\\', '/');
     return path;
 }
