@@ -2,9 +2,11 @@
 #include "test_support.h"
 
 #include <qel/exception.h>
+#include <qel/version.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <stdexcept>
@@ -175,6 +177,16 @@ TEST(ExceptionTest, CopiesOwnTheirMessage) {
     qel::variant_range_error range_copy(*range);
     range.reset();
     EXPECT_STREQ(range_copy.what(), "value out of integer range");
+}
+
+// The shared library reports the version its headers carry; the number and the text agree.
+TEST(VersionTest, LibraryReportsTheHeaderVersion) {
+    EXPECT_EQ(qel::library_version(), std::uint32_t{QEL_VERSION});
+    EXPECT_STREQ(qel::library_version_string(),
+                 (std::to_string(QEL_VERSION_MAJOR) + "." + std::to_string(QEL_VERSION_MINOR) +
+                  "." + std::to_string(QEL_VERSION_PATCH))
+                     .c_str());
+    EXPECT_STREQ(qel::library_version_string(), QEL_VERSION_STRING);
 }
 
 } // namespace

@@ -281,47 +281,56 @@ QEL_API std::wstring to_wstring(const timestamp& value);
 
 // Parsing: a value starting at `pos`; on success `end` is just past it. False leaves
 // `value` and `end` unchanged. A `pos` beyond the text throws std::out_of_range.
-QEL_API bool extract_from_str(const std::string& text, const std::string& mask, char sep,
-                              std::uint64_t pos, std::uint64_t& end, date& value);
-QEL_API bool extract_from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep,
-                              std::uint64_t pos, std::uint64_t& end, date& value);
-QEL_API bool extract_from_str(const std::string& text, std::uint64_t pos, std::uint64_t& end,
-                              date& value);
-QEL_API bool extract_from_str(const std::wstring& text, std::uint64_t pos, std::uint64_t& end,
-                              date& value);
-QEL_API bool extract_from_str(const std::string& text, const std::string& mask, char sep,
-                              std::uint64_t pos, std::uint64_t& end, time& value);
-QEL_API bool extract_from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep,
-                              std::uint64_t pos, std::uint64_t& end, time& value);
-QEL_API bool extract_from_str(const std::string& text, std::uint64_t pos, std::uint64_t& end,
-                              time& value);
-QEL_API bool extract_from_str(const std::wstring& text, std::uint64_t pos, std::uint64_t& end,
-                              time& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::string& text, const std::string& mask,
+                                            char sep, std::uint64_t pos, std::uint64_t& end,
+                                            date& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::wstring& text, const std::wstring& mask,
+                                            wchar_t sep, std::uint64_t pos, std::uint64_t& end,
+                                            date& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::string& text, std::uint64_t pos,
+                                            std::uint64_t& end, date& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::wstring& text, std::uint64_t pos,
+                                            std::uint64_t& end, date& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::string& text, const std::string& mask,
+                                            char sep, std::uint64_t pos, std::uint64_t& end,
+                                            time& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::wstring& text, const std::wstring& mask,
+                                            wchar_t sep, std::uint64_t pos, std::uint64_t& end,
+                                            time& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::string& text, std::uint64_t pos,
+                                            std::uint64_t& end, time& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::wstring& text, std::uint64_t pos,
+                                            std::uint64_t& end, time& value);
 
 // The whole text must be one value; a parsed leading part may be stored even when text
 // remains after it and the result is false.
-QEL_API bool from_str(const std::string& text, const std::string& mask, char sep, date& value);
-QEL_API bool from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep, date& value);
-QEL_API bool from_str(const std::string& text, date& value);
-QEL_API bool from_str(const std::wstring& text, date& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, const std::string& mask, char sep,
+                                    date& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep,
+                                    date& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, date& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, date& value);
 QEL_API date from_str(const std::string& text, const date& def);
 QEL_API date from_str(const std::wstring& text, const date& def);
-QEL_API bool from_str(const std::string& text, const std::string& mask, char sep, time& value);
-QEL_API bool from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep, time& value);
-QEL_API bool from_str(const std::string& text, time& value);
-QEL_API bool from_str(const std::wstring& text, time& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, const std::string& mask, char sep,
+                                    time& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep,
+                                    time& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, time& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, time& value);
 QEL_API time from_str(const std::string& text, const time& def);
 QEL_API time from_str(const std::wstring& text, const time& def);
 
 // A timestamp is stored only when the date, the date-time separator and the time all match.
-QEL_API bool from_str(const std::string& text, const std::string& date_mask, char date_sep,
-                      char datetime_sep, const std::string& time_mask, char time_sep,
-                      timestamp& value);
-QEL_API bool from_str(const std::wstring& text, const std::wstring& date_mask, wchar_t date_sep,
-                      wchar_t datetime_sep, const std::wstring& time_mask, wchar_t time_sep,
-                      timestamp& value);
-QEL_API bool from_str(const std::string& text, timestamp& value);
-QEL_API bool from_str(const std::wstring& text, timestamp& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, const std::string& date_mask,
+                                    char date_sep, char datetime_sep, const std::string& time_mask,
+                                    char time_sep, timestamp& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, const std::wstring& date_mask,
+                                    wchar_t date_sep, wchar_t datetime_sep,
+                                    const std::wstring& time_mask, wchar_t time_sep,
+                                    timestamp& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, timestamp& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, timestamp& value);
 QEL_API timestamp from_str(const std::string& text, const timestamp& def);
 QEL_API timestamp from_str(const std::wstring& text, const timestamp& def);
 
@@ -334,8 +343,8 @@ QEL_API void to_str(const time_interval& value, std::string& out);
 QEL_API void to_str(const time_interval& value, std::wstring& out);
 QEL_API std::string to_string(const time_interval& value);
 QEL_API std::wstring to_wstring(const time_interval& value);
-QEL_API bool from_str(const std::string& text, time_interval& value);
-QEL_API bool from_str(const std::wstring& text, time_interval& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, time_interval& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, time_interval& value);
 QEL_API time_interval from_str(const std::string& text, const time_interval& def);
 QEL_API time_interval from_string(const std::wstring& text, const time_interval& def);
 

@@ -171,7 +171,7 @@ public:
     ~file_stream();
 
     // Replaces (and so closes) the current file; returns whether the new one is open.
-    bool open(const std::wstring& name, file_stream_mode mode);
+    [[nodiscard]] bool open(const std::wstring& name, file_stream_mode mode);
     bool is_open() const;
     void close();
 
@@ -241,7 +241,8 @@ public:
     text_file_stream& operator=(const text_file_stream&) = delete;
     ~text_file_stream();
 
-    bool open(const std::wstring& name, file_stream_mode mode, const text_encoding& encoding);
+    [[nodiscard]] bool open(const std::wstring& name, file_stream_mode mode,
+                            const text_encoding& encoding);
     bool is_open() const;
     void close();
 

@@ -4,6 +4,7 @@
 #include "system.h"
 
 #include <qel/text_encoding.h>
+#include <qel/version.h>
 
 #include <iostream>
 
@@ -61,8 +62,8 @@ const command commands[] = {
      "Line ends are written as CR LF. Unicode output starts with a signature unless\n"
      "--no-signature is given. IN or OUT may be - for standard input or output.\n",
      qel_tool::run_convert},
-    {"translit", "translit TEXT...", "print TEXT with Cyrillic letters transliterated to Latin",
-     "", qel_tool::run_translit},
+    {"translit", "translit TEXT...", "print TEXT with Cyrillic letters transliterated to Latin", "",
+     qel_tool::run_translit},
     {"date", "date [MASK] | date --parse TEXT [--mask MASK]",
      "print the local date and time, or check a date text",
      "MASK is a date mask (dd.mm.yyyy), a time mask (hh:mm:ss:ii), or both separated by a\n"
@@ -72,7 +73,7 @@ const command commands[] = {
 };
 
 void print_overview(std::ostream& out) {
-    out << "qel " << QEL_VERSION_TEXT << ": tools of the qel3 utility library\n\n"
+    out << "qel " << QEL_VERSION_STRING << ": tools of the qel3 utility library\n\n"
         << "Usage:\n"
         << "  qel help [COMMAND]\n      show this help, or the help of one command\n"
         << "  qel --version\n      show the version\n";
@@ -133,7 +134,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (first == "--version") {
-        std::cout << "qel " << QEL_VERSION_TEXT << "\n";
+        std::cout << "qel " << QEL_VERSION_STRING << "\n";
         return 0;
     }
     if (const command* c = find(first))
