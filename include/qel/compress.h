@@ -60,6 +60,7 @@ protected:
 // the stream is flushed or destroyed; flush() is the way to see failures.
 class QEL_API deflate_stream : public basic_compress_stream {
 public:
+    // Throws compress_error "invalid compression method" for an unknown code.
     deflate_stream(IStream& target, int method);
     deflate_stream(deflate_stream&& other) noexcept;
     ~deflate_stream();
@@ -75,6 +76,7 @@ public:
 // Read like a stream; compressed bytes come from `source`. A short count is the end.
 class QEL_API inflate_stream : public basic_compress_stream {
 public:
+    // Throws compress_error "invalid compression method" for an unknown code.
     inflate_stream(IStream& source, int method);
     inflate_stream(inflate_stream&& other) noexcept;
     ~inflate_stream();
