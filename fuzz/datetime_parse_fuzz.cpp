@@ -98,8 +98,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     qel::time t;
     qel::timestamp ts(-1);
     qel::time_interval interval(-1);
-    qel::from_str(text, d);
-    qel::from_str(text, t);
+    if (qel::from_str(text, d))
+        check(valid_date(d));
+    if (qel::from_str(text, t))
+        check(valid_time(t));
     if (qel::from_str(text, ts))
         check(ts.get_date().is_valid() && valid_time(ts.get_time()));
     check(qel::from_str(text, interval) == qel::from_str(widen(text), interval));

@@ -4,9 +4,11 @@
 #include "test_support.h"
 
 #include <qel/exception.h>
+#include <qel/version.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <string>
@@ -84,6 +86,16 @@ TEST(ExceptionTest, CopiesOwnTheirMessage) {
     compress.reset();
     EXPECT_STREQ(assigned_compress.what(), "stream broken");
     EXPECT_EQ(assigned_compress.code(), 42);
+}
+
+// The shared library reports the version its headers carry; the number and the text agree.
+TEST(VersionTest, LibraryReportsTheHeaderVersion) {
+    EXPECT_EQ(qel::library_version(), std::uint32_t{QEL_VERSION});
+    EXPECT_STREQ(qel::library_version_string(),
+                 (std::to_string(QEL_VERSION_MAJOR) + "." + std::to_string(QEL_VERSION_MINOR) +
+                  "." + std::to_string(QEL_VERSION_PATCH))
+                     .c_str());
+    EXPECT_STREQ(qel::library_version_string(), QEL_VERSION_STRING);
 }
 
 } // namespace

@@ -325,14 +325,15 @@ TEST(TextFileRoundTrip, EachCharsetReadsBackWhatItWrote) {
             });
             text_file_stream s(dir.wide("out.txt"), file_stream_mode::read(), e);
             EXPECT_EQ(lines_of(s), lines) << cs << " " << flags;
-            s.open(dir.wide("out.txt"), file_stream_mode::read(), e);
+            ASSERT_TRUE(s.open(dir.wide("out.txt"), file_stream_mode::read(), e));
             EXPECT_EQ(solid_of(s), solid) << cs << " " << flags;
             if (unicode) {
-                s.open(dir.wide("out.txt"), file_stream_mode::read(), e);
+                ASSERT_TRUE(s.open(dir.wide("out.txt"), file_stream_mode::read(), e));
                 EXPECT_EQ(chars_of(s), solid) << cs << " " << flags;
             }
             if (unicode && flags == 0) {
-                s.open(dir.wide("out.txt"), file_stream_mode::read(), enc(qel::cs_ansi, detect));
+                ASSERT_TRUE(s.open(dir.wide("out.txt"), file_stream_mode::read(),
+                                   enc(qel::cs_ansi, detect)));
                 EXPECT_EQ(s.get_encoding().get(), static_cast<unsigned>(cs));
                 EXPECT_EQ(solid_of(s), solid) << cs;
             }

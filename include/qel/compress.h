@@ -19,21 +19,29 @@ namespace qel {
 inline constexpr int compress_lzm = 1;
 inline constexpr int compress_zlib = 2;
 
-// A compressing IStream over `target` (written, never owned); throws compress_error
-// "invalid compression method" for an unknown code.
+// A compressing IStream over `target` (written, never owned; it must outlive the stream);
+// throws compress_error "invalid compression method" for an unknown code. Unlike the other
+// streams, compression streams throw: compress_error for codec and output failures (see the
+// one-call table below), and "not implemented" for what they lack (reading, get, seek,
+// get_pos, get_size). error(), eof(), ok() and reset() are those of `target`.
 QEL_API std::unique_ptr<IStream> deflate_stream_factory(IStream& target, int method);
-// A decompressing IStream over `source` (read, never owned).
+// A decompressing IStream over `source` (read, never owned; it must outlive the stream).
+// Writing, put, flush and seek throw "not implemented"; corrupt data throws compress_error
+// from read() and get(). A read that returns fewer bytes than asked is the end of the data.
 QEL_API std::unique_ptr<IStream> inflate_stream_factory(IStream& source, int method);
 
+// Value wrapper shared by deflate_stream and inflate_stream.
 class QEL_API basic_compress_stream {
 public:
     basic_compress_stream(const basic_compress_stream&) = delete;
     basic_compress_stream& operator=(const basic_compress_stream&) = delete;
 
+    // The wrapped stream's flags; a moved-from stream reports error().
     void reset();
     bool error() const;
     bool eof() const;
     bool ok() const;
+    // The compressing or decompressing IStream itself, owned by this object.
     IStream& get_interface();
 
 protected:
@@ -52,18 +60,23 @@ protected:
 // the stream is flushed or destroyed; flush() is the way to see failures.
 class QEL_API deflate_stream : public basic_compress_stream {
 public:
+    // Throws compress_error "invalid compression method" for an unknown code.
     deflate_stream(IStream& target, int method);
     deflate_stream(deflate_stream&& other) noexcept;
     ~deflate_stream();
 
+    // Each full block is compressed and written at once: compress_error on failure.
     void write(const void* data, std::size_t size);
     void put(char c);
+    // Compresses what is pending, ends the method's stream and flushes `target`; throws
+    // compress_error ("output stream error" when `target` reports error()).
     void flush();
 };
 
 // Read like a stream; compressed bytes come from `source`. A short count is the end.
 class QEL_API inflate_stream : public basic_compress_stream {
 public:
+    // Throws compress_error "invalid compression method" for an unknown code.
     inflate_stream(IStream& source, int method);
     inflate_stream(inflate_stream&& other) noexcept;
     ~inflate_stream();
@@ -72,11 +85,38 @@ public:
     char get();
 };
 
-// One-call families. Vector output is written from index 0 and never shrunk, except by the
-// lzm decompressing functions, which append. A streamed `size` above 0 limits the input;
-// 0 or less reads to the end.
-// Dispatch by method code; the other arguments pass on unchanged (the istream-to-vector
-// form takes `size` before `out`).
+// One-call families: deflate/inflate (method code first), lzm_* and zlib_*, ten forms each.
+// Every form reads its whole input and writes the whole result, or throws compress_error.
+//
+//   input                            | meaning
+//   ---------------------------------+---------------------------------------------------------
+//   const char* data, size_t size    | the `size` bytes at `data`
+//   const std::vector<char>& in      | all of `in`
+//   std::istream& in  (deflate only: | read until a read yields nothing; a `size` above 0 stops
+//     std::int64_t size)             | after `size` bytes, 0 or less reads to the end
+//   IStream& in       (idem)         | as std::istream
+//
+//   output                           | meaning
+//   ---------------------------------+---------------------------------------------------------
+//   std::vector<char>& out           | written from index 0 and grown as needed, never shrunk:
+//                                    | bytes beyond the result stay, so pass an empty vector.
+//                                    | Exception: lzm inflating appends to what `out` holds.
+//   std::ostream& out                | written with write(); not good() after it throws
+//   IStream& out                     | written with write(); error() after it throws
+//
+//   compress_error message           | thrown when
+//   ---------------------------------+---------------------------------------------------------
+//   "invalid compression method"     | deflate/inflate with a code other than 1 or 2
+//   "output stream error"            | the output stream failed
+//   "input stream error"             | lzm inflating: the input stream failed, or a
+//                                    | std::istream ended inside a block
+//   "input stream unexpected end"    | inflating an IStream that ends inside an lzm block
+//   "LZM ..." and others, code 0     | corrupt lzm data (docs/lzm_format.md lists them)
+//   "ZLIB error", zlib's code        | corrupt zlib data, or zlib itself failed
+//
+// What was written before a throw stays written. The forms with a std::istream or IStream
+// input and vector output take `size` after `out` for deflating (except the dispatching
+// istream form, which takes it before `out`); inflating forms have no `size`.
 QEL_API void deflate(int method, const char* data, std::size_t size, std::vector<char>& out);
 QEL_API void deflate(int method, const std::vector<char>& in, std::vector<char>& out);
 QEL_API void deflate(int method, const char* data, std::size_t size, std::ostream& out);
@@ -99,7 +139,7 @@ QEL_API void inflate(int method, IStream& in, std::vector<char>& out);
 QEL_API void inflate(int method, std::istream& in, std::ostream& out);
 QEL_API void inflate(int method, IStream& in, IStream& out);
 
-// The lzm method.
+// The lzm method: blocks of at most 8191 bytes, format in docs/lzm_format.md.
 QEL_API void lzm_deflate(const char* data, std::size_t size, std::vector<char>& out);
 QEL_API void lzm_deflate(const std::vector<char>& in, std::vector<char>& out);
 QEL_API void lzm_deflate(const char* data, std::size_t size, std::ostream& out);

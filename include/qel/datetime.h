@@ -242,9 +242,32 @@ QEL_API int get_day_of_week(int day, int month, int year);
 // The standard-time offset from UTC in hundredths, positive east; no daylight saving.
 QEL_API time_interval get_system_time_zone();
 
-// Text of dates and times. Caller masks are checked and a broken one throws
-// std::invalid_argument ("invalid date mask" / "invalid time mask"); the defaults are
-// "dd.mm.yyyy" with '.', "hh:mm:ss:ii" with ':', and a blank between them in timestamps.
+// Text of dates and times under masks.
+//
+// A date mask names its fields with d (day), m (month) and y (year); a time mask with
+// h (hours), m (minutes), s (seconds) and i (hundredths). A field is one letter repeated, and
+// its length is the field's width. Lower case pads with '0', upper case with blanks:
+// 01.02.2003 is "01.02.2003" under "dd.mm.yyyy" and " 1. 2.2003" under "DD.MM.YYYY".
+// Fields are separated by the mask separator, '.' in date masks and ':' in time masks; the
+// `sep` argument is what the text has in its place ("dd.mm.yyyy" with '/' reads and writes
+// "01/02/2003"). A mask with no separator is fixed-width: "yyyymmdd", "hhmmss".
+//
+// A mask given by the caller is checked; one that breaks a rule throws
+// std::invalid_argument "invalid date mask" or "invalid time mask" before anything is
+// written or stored. The rules: every field has at least two characters, one letter of its
+// type in one case; no letter appears in two fields (in either case); a year field is not
+// three long ("yy", "yyyy" and longer are fine); nothing else, not even another separator,
+// may appear. The empty mask is valid and gives empty text. The defaults are "dd.mm.yyyy"
+// with '.', "hh:mm:ss:ii" with ':', and one blank between them in timestamps.
+//
+// Writing never fails: a number wider than its field shows as '*'s, except that a year
+// from 1950 to 2049 fits a two-digit field as its last two digits.
+//
+// Reading: each field may be shorter than its mask field and may have blanks around it; a
+// two-digit year 0..49 is 20xx and 50..99 is 19xx. Day, month, year, hours and minutes are
+// required, missing seconds and hundredths read as 0. A value is accepted only inside the
+// valid range: dates that exist from 01.01.1901 to 31.12.2099, times 00:00:00:00 to
+// 23:59:59:99. Anything else is a mismatch (false), never an exception.
 QEL_API void to_str(const date& value, const std::string& mask, char sep, std::string& out);
 QEL_API void to_str(const date& value, const std::wstring& mask, wchar_t sep, std::wstring& out);
 QEL_API void to_str(const date& value, std::string& out);
@@ -281,47 +304,57 @@ QEL_API std::wstring to_wstring(const timestamp& value);
 
 // Parsing: a value starting at `pos`; on success `end` is just past it. False leaves
 // `value` and `end` unchanged. A `pos` beyond the text throws std::out_of_range.
-QEL_API bool extract_from_str(const std::string& text, const std::string& mask, char sep,
-                              std::uint64_t pos, std::uint64_t& end, date& value);
-QEL_API bool extract_from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep,
-                              std::uint64_t pos, std::uint64_t& end, date& value);
-QEL_API bool extract_from_str(const std::string& text, std::uint64_t pos, std::uint64_t& end,
-                              date& value);
-QEL_API bool extract_from_str(const std::wstring& text, std::uint64_t pos, std::uint64_t& end,
-                              date& value);
-QEL_API bool extract_from_str(const std::string& text, const std::string& mask, char sep,
-                              std::uint64_t pos, std::uint64_t& end, time& value);
-QEL_API bool extract_from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep,
-                              std::uint64_t pos, std::uint64_t& end, time& value);
-QEL_API bool extract_from_str(const std::string& text, std::uint64_t pos, std::uint64_t& end,
-                              time& value);
-QEL_API bool extract_from_str(const std::wstring& text, std::uint64_t pos, std::uint64_t& end,
-                              time& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::string& text, const std::string& mask,
+                                            char sep, std::uint64_t pos, std::uint64_t& end,
+                                            date& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::wstring& text, const std::wstring& mask,
+                                            wchar_t sep, std::uint64_t pos, std::uint64_t& end,
+                                            date& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::string& text, std::uint64_t pos,
+                                            std::uint64_t& end, date& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::wstring& text, std::uint64_t pos,
+                                            std::uint64_t& end, date& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::string& text, const std::string& mask,
+                                            char sep, std::uint64_t pos, std::uint64_t& end,
+                                            time& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::wstring& text, const std::wstring& mask,
+                                            wchar_t sep, std::uint64_t pos, std::uint64_t& end,
+                                            time& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::string& text, std::uint64_t pos,
+                                            std::uint64_t& end, time& value);
+[[nodiscard]] QEL_API bool extract_from_str(const std::wstring& text, std::uint64_t pos,
+                                            std::uint64_t& end, time& value);
 
 // The whole text must be one value; a parsed leading part may be stored even when text
 // remains after it and the result is false.
-QEL_API bool from_str(const std::string& text, const std::string& mask, char sep, date& value);
-QEL_API bool from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep, date& value);
-QEL_API bool from_str(const std::string& text, date& value);
-QEL_API bool from_str(const std::wstring& text, date& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, const std::string& mask, char sep,
+                                    date& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep,
+                                    date& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, date& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, date& value);
+// The value under the default mask, or `def` when the text is not one.
 QEL_API date from_str(const std::string& text, const date& def);
 QEL_API date from_str(const std::wstring& text, const date& def);
-QEL_API bool from_str(const std::string& text, const std::string& mask, char sep, time& value);
-QEL_API bool from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep, time& value);
-QEL_API bool from_str(const std::string& text, time& value);
-QEL_API bool from_str(const std::wstring& text, time& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, const std::string& mask, char sep,
+                                    time& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, const std::wstring& mask, wchar_t sep,
+                                    time& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, time& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, time& value);
 QEL_API time from_str(const std::string& text, const time& def);
 QEL_API time from_str(const std::wstring& text, const time& def);
 
 // A timestamp is stored only when the date, the date-time separator and the time all match.
-QEL_API bool from_str(const std::string& text, const std::string& date_mask, char date_sep,
-                      char datetime_sep, const std::string& time_mask, char time_sep,
-                      timestamp& value);
-QEL_API bool from_str(const std::wstring& text, const std::wstring& date_mask, wchar_t date_sep,
-                      wchar_t datetime_sep, const std::wstring& time_mask, wchar_t time_sep,
-                      timestamp& value);
-QEL_API bool from_str(const std::string& text, timestamp& value);
-QEL_API bool from_str(const std::wstring& text, timestamp& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, const std::string& date_mask,
+                                    char date_sep, char datetime_sep, const std::string& time_mask,
+                                    char time_sep, timestamp& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, const std::wstring& date_mask,
+                                    wchar_t date_sep, wchar_t datetime_sep,
+                                    const std::wstring& time_mask, wchar_t time_sep,
+                                    timestamp& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, timestamp& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, timestamp& value);
 QEL_API timestamp from_str(const std::string& text, const timestamp& def);
 QEL_API timestamp from_str(const std::wstring& text, const timestamp& def);
 
@@ -334,8 +367,8 @@ QEL_API void to_str(const time_interval& value, std::string& out);
 QEL_API void to_str(const time_interval& value, std::wstring& out);
 QEL_API std::string to_string(const time_interval& value);
 QEL_API std::wstring to_wstring(const time_interval& value);
-QEL_API bool from_str(const std::string& text, time_interval& value);
-QEL_API bool from_str(const std::wstring& text, time_interval& value);
+[[nodiscard]] QEL_API bool from_str(const std::string& text, time_interval& value);
+[[nodiscard]] QEL_API bool from_str(const std::wstring& text, time_interval& value);
 QEL_API time_interval from_str(const std::string& text, const time_interval& def);
 QEL_API time_interval from_string(const std::wstring& text, const time_interval& def);
 

@@ -22,6 +22,8 @@ public:
     std::wstring wide_what() const;
 };
 
+// A compression or decompression failure; code() is zlib's error code for "ZLIB error",
+// otherwise 0.
 class QEL_API compress_error : public basic_exception {
 public:
     compress_error(const char* message, int code);

@@ -6,3 +6,4 @@
 #include <qel/exception.h>
 #include <qel/stream.h>
 #include <qel/text_encoding.h>
+#include <qel/version.h>

@@ -1,5 +1,5 @@
 // Byte streams: the IStream interface, memory streams and file streams.
-// Streams never throw for input or output failures; they set state flags instead.
+// These streams never throw for input or output failures; they set state flags instead.
 #pragma once
 
 #include <qel/export.h>
@@ -13,7 +13,10 @@
 
 namespace qel {
 
-// The library's one abstract byte stream. Flags follow the iostream model: end, fail, bad.
+// The library's one abstract byte stream. Flags follow the iostream model: end (input ran
+// out), fail (an operation could not be done), bad (the stream or device is unusable). In
+// memory and file streams, once any flag is set, read/get/write/put do nothing until
+// reset() (reads add fail, writes bad); seek, get_pos and get_size work regardless.
 class QEL_API IStream {
 public:
     IStream() = default;
@@ -21,12 +24,16 @@ public:
     IStream& operator=(const IStream&) = default;
     virtual ~IStream();
 
-    // Reads up to `size` bytes; `read_count`, when given, receives how many were read.
+    // Reads up to `size` bytes; `read_count`, when given, receives how many were read. A
+    // short read sets end and fail (not an error()).
     virtual void read(void* buffer, std::size_t size, std::size_t* read_count) = 0;
+    // Sets bad when not every byte could be written.
     virtual void write(const void* data, std::size_t size) = 0;
-    // Returns 0 when no byte could be read.
+    // Returns 0 and sets end and fail when no byte could be read.
     virtual char get() = 0;
+    // Sets bad on failure.
     virtual void put(char c) = 0;
+    // Sets bad when the device refuses the pending bytes.
     virtual void flush() = 0;
     // Clears every state flag.
     virtual void reset() = 0;
@@ -35,9 +42,11 @@ public:
     virtual bool eof() const = 0;
     virtual bool ok() const = 0;
     // `way` is a std::ios_base::seekdir, `mode` a mask of std::ios_base::in and out.
-    // Returns the new absolute position, or -1.
+    // Returns the new absolute position, or -1 with nothing moved and no flag changed.
     virtual std::fpos<int> seek(std::fpos<int> pos, int way, int mode) = 0;
+    // The current absolute position of the side `mode` names, or -1.
     virtual std::fpos<int> get_pos(int mode) = 0;
+    // The byte count of the data (the file's size, a memory stream's written bytes).
     virtual std::int64_t get_size() = 0;
 };
 
@@ -49,22 +58,28 @@ public:
     IMemoryStream& operator=(const IMemoryStream&) = default;
     ~IMemoryStream() override;
 
-    // Freezes the buffer (writes fail until unlock) and returns the byte at the read position.
+    // Freezes the buffer (writes fail and set bad until unlock) and returns a pointer to the
+    // byte at the read position, owned by the stream and valid until unlock(), write_to() or
+    // destruction.
     virtual const void* lock() = 0;
     virtual void unlock() = 0;
-    // Hands the written bytes to `target` in one write call, without copying.
+    // Hands the written bytes to `target` in one write call, without copying; the target's
+    // flags report the outcome, this stream's are untouched. Leaves the stream unlocked.
     virtual void write_to(IStream& target) = 0;
 };
 
 // Empty stream whose buffer grows as bytes are written.
 QEL_API std::unique_ptr<IMemoryStream> memory_stream_factory();
-// Stream over the caller's writable buffer. A size of 0 means a NUL-terminated string;
-// with std::ios_base::app in `mode` writing starts at its first NUL byte.
+// Stream over the caller's writable buffer, which must outlive it and never grows (a write
+// that does not fit sets bad). A size of 0 means a NUL-terminated string; with
+// std::ios_base::app in `mode` writing starts at its first NUL byte.
 QEL_API std::unique_ptr<IMemoryStream> memory_stream_factory(void* buffer, std::size_t size,
                                                              int mode);
-// Read-only stream over the caller's buffer; a size of 0 means a NUL-terminated string.
+// Read-only stream over the caller's buffer, which must outlive it; a size of 0 means a
+// NUL-terminated string. Every write sets bad.
 QEL_API std::unique_ptr<IMemoryStream> memory_stream_factory(const void* buffer, std::size_t size);
 
+// Value wrapper of memory_stream_factory(); the operations are those of IMemoryStream.
 class QEL_API memory_stream {
 public:
     memory_stream();
@@ -166,6 +181,11 @@ private:
     unsigned int value_;
 };
 
+// A file opened as a stream. Dot-named files: on Windows, opening an existing file with a
+// write bit gives it the hidden attribute when its base name (the part before the
+// extension) starts with a dot, whether or not the open succeeded: ".a.txt" and "..x" become
+// hidden, ".profile" (an extension only) does not. On Linux the dot name itself is what
+// makes a file hidden (".profile" included), so nothing is stored.
 class QEL_API IFileStream : public IStream {
 public:
     IFileStream() = default;
@@ -178,10 +198,11 @@ public:
 };
 
 // Opens `name` in binary mode. Never returns null: a failed open gives a closed stream
-// with the fail flag set.
+// with the fail flag set. Dot-named files written become hidden (see IFileStream).
 QEL_API std::unique_ptr<IFileStream> file_stream_factory(const std::wstring& name,
                                                          file_stream_mode mode);
 
+// Value wrapper of file_stream_factory(); the operations are those of IFileStream.
 class QEL_API file_stream {
 public:
     // Holds no file: construct with a name or call open() before any other operation.
@@ -194,7 +215,7 @@ public:
     ~file_stream();
 
     // Replaces (and so closes) the current file; returns whether the new one is open.
-    bool open(const std::wstring& name, file_stream_mode mode);
+    [[nodiscard]] bool open(const std::wstring& name, file_stream_mode mode);
     bool is_open() const;
     void close();
 
@@ -248,10 +269,13 @@ public:
 // or without flush_on_close()); modes with both access bits open nothing. With
 // flag_detect_signature the charset comes from the file's signature or content. New files
 // written in a Unicode charset start with a signature unless flag_no_signature is given.
+// Never returns null: test is_open(). A failed open sets the fail flag; a mode with both
+// access bits sets none. Dot-named files written become hidden (see IFileStream).
 QEL_API std::unique_ptr<ITextFileStream> text_file_stream_factory(const std::wstring& name,
                                                                   file_stream_mode mode,
                                                                   const text_encoding& encoding);
 
+// Value wrapper of text_file_stream_factory(); the operations are those of ITextFileStream.
 class QEL_API text_file_stream {
 public:
     // Holds no file: construct with a name or call open() before any other operation.
@@ -264,7 +288,9 @@ public:
     text_file_stream& operator=(const text_file_stream&) = delete;
     ~text_file_stream();
 
-    bool open(const std::wstring& name, file_stream_mode mode, const text_encoding& encoding);
+    // Replaces (and so closes) the current file; returns whether the new one is open.
+    [[nodiscard]] bool open(const std::wstring& name, file_stream_mode mode,
+                            const text_encoding& encoding);
     bool is_open() const;
     void close();
 

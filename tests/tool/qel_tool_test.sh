@@ -6,6 +6,7 @@ qel=("$@")
 for i in "${!qel[@]}"; do # absolute paths: the tests run in a folder of their own
     [[ "${qel[i]}" == */* ]] && qel[i]=$(realpath "${qel[i]}")
 done
+version_h=$(dirname "$(realpath "$0")")/../../include/qel/version.h
 windows=false
 [[ "${qel[-1]}" == *.exe ]] && windows=true
 work=$(mktemp -d)
@@ -139,6 +140,10 @@ for command in demo compress decompress convert translit date; do
     [[ "$out" == usage:* ]] || fail "$command --help: $out"
     run 0 "$command" -h
 done
+# --version prints the numbers written in the library's version header.
+version=$(sed -nE 's/^#define QEL_VERSION_(MAJOR|MINOR|PATCH) ([0-9]+)$/\2/p' "$version_h" | paste -sd.)
+run 0 --version
+[ "$out" = "qel $version" ] || fail "--version gave '$out', not 'qel $version'"
 run 0 translit -- --help
 [ "$out" = "--help" ] || fail "translit -- --help gave $out"
 run 1 compress missing.txt out

@@ -4,6 +4,7 @@
 #include "system.h"
 
 #include <qel/text_encoding.h>
+#include <qel/version.h>
 
 #include <iostream>
 
@@ -72,7 +73,7 @@ const command commands[] = {
 };
 
 void print_overview(std::ostream& out) {
-    out << "qel " << QEL_VERSION_TEXT << ": tools of the qel3 utility library\n\n"
+    out << "qel " << QEL_VERSION_STRING << ": tools of the qel3 utility library\n\n"
         << "Usage:\n"
         << "  qel help [COMMAND]\n      show this help, or the help of one command\n"
         << "  qel --version\n      show the version\n";
@@ -133,7 +134,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (first == "--version") {
-        std::cout << "qel " << QEL_VERSION_TEXT << "\n";
+        std::cout << "qel " << QEL_VERSION_STRING << "\n";
         return 0;
     }
     if (const command* c = find(first))
