@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace qel::platform {
 
@@ -16,6 +17,7 @@ enum class file_disposition {
     open_existing,  // fails when the file is missing
     open_or_create, // keeps existing content
     create_or_truncate,
+    create_new, // fails when the file exists
 };
 
 struct file_access {
@@ -30,6 +32,11 @@ enum class seek_origin { begin, current, end };
 // Opens a regular file shared for reading, writing and deletion by other openers.
 // Directories, empty names and missing folders give no_file.
 native_file open_file(const std::wstring& name, const file_access& access);
+
+// Why an open failed: the file or a folder on its path is missing, the file exists where
+// create_new wanted none, or any other refusal.
+enum class open_status { opened, missing, exists, refused };
+native_file open_file(const std::wstring& name, const file_access& access, open_status& status);
 bool close_file(native_file file);
 // Bytes read (0 at the end) or -1.
 std::int64_t read_file(native_file file, void* buffer, std::size_t size);
@@ -51,5 +58,8 @@ std::optional<file_attributes> get_file_attributes(const std::wstring& name);
 // Gives an existing file the hidden attribute (where the system stores one).
 bool set_file_hidden(const std::wstring& name);
 bool set_file_read_only(const std::wstring& name, bool read_only);
+
+// What ends a line in this system's text files.
+std::string_view native_line_end();
 
 } // namespace qel::platform

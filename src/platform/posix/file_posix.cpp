@@ -23,6 +23,8 @@ int open_flags(const file_access& access) {
         flags |= O_CREAT;
     if (access.disposition == file_disposition::create_or_truncate)
         flags |= O_TRUNC;
+    if (access.disposition == file_disposition::create_new)
+        flags |= O_EXCL;
     return flags;
 }
 
@@ -41,6 +43,12 @@ std::optional<struct stat> stat_of(const std::wstring& name) {
 } // namespace
 
 native_file open_file(const std::wstring& name, const file_access& access) {
+    open_status ignored;
+    return open_file(name, access, ignored);
+}
+
+native_file open_file(const std::wstring& name, const file_access& access, open_status& status) {
+    status = open_status::refused;
     if (!access.read && !access.write)
         return no_file;
     std::string path = posix_path(name);
@@ -50,13 +58,19 @@ native_file open_file(const std::wstring& name, const file_access& access) {
     do {
         fd = ::open(path.c_str(), open_flags(access), 0666);
     } while (fd < 0 && errno == EINTR);
-    if (fd < 0)
+    if (fd < 0) {
+        status = errno == ENOENT   ? open_status::missing
+                 : errno == EEXIST ? open_status::exists
+                                   : open_status::refused;
         return no_file;
+    }
+    // A directory opens for reading only; a new file cannot be one.
     struct stat info {};
-    if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
+    if (!access.write && (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode))) {
         ::close(fd);
         return no_file;
     }
+    status = open_status::opened;
     return fd;
 }
 
@@ -124,6 +138,10 @@ bool set_file_read_only(const std::wstring& name, bool read_only) {
     mode_t mode = info->st_mode & 07777;
     mode = read_only ? (mode & ~mode_t(S_IWUSR | S_IWGRP | S_IWOTH)) : (mode | S_IWUSR);
     return ::chmod(posix_path(name).c_str(), mode) == 0;
+}
+
+std::string_view native_line_end() {
+    return "\n";
 }
 
 } // namespace qel::platform

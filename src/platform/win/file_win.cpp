@@ -19,6 +19,8 @@ DWORD creation_of(file_disposition disposition) {
     case file_disposition::create_or_truncate:
         // Truncated after opening: CREATE_ALWAYS refuses existing hidden files.
         return OPEN_ALWAYS;
+    case file_disposition::create_new:
+        return CREATE_NEW;
     }
     return OPEN_EXISTING;
 }
@@ -42,6 +44,12 @@ bool set_attribute(const std::wstring& name, DWORD bit, bool on) {
 } // namespace
 
 native_file open_file(const std::wstring& name, const file_access& access) {
+    open_status ignored;
+    return open_file(name, access, ignored);
+}
+
+native_file open_file(const std::wstring& name, const file_access& access, open_status& status) {
+    status = open_status::refused;
     if ((!access.read && !access.write) || name.empty())
         return no_file;
     DWORD desired = access.read ? GENERIC_READ : 0;
@@ -51,12 +59,19 @@ native_file open_file(const std::wstring& name, const file_access& access) {
     HANDLE h =
         ::CreateFileW(name.c_str(), desired, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                       nullptr, creation_of(access.disposition), FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (h == INVALID_HANDLE_VALUE)
+    if (h == INVALID_HANDLE_VALUE) {
+        DWORD error = ::GetLastError();
+        status =
+            error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? open_status::missing
+            : error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS  ? open_status::exists
+                                                                           : open_status::refused;
         return no_file;
+    }
     if (access.disposition == file_disposition::create_or_truncate && !::SetEndOfFile(h)) {
         ::CloseHandle(h);
         return no_file;
     }
+    status = open_status::opened;
     return reinterpret_cast<native_file>(h);
 }
 
@@ -123,6 +138,10 @@ bool set_file_hidden(const std::wstring& name) {
 
 bool set_file_read_only(const std::wstring& name, bool read_only) {
     return set_attribute(name, FILE_ATTRIBUTE_READONLY, read_only);
+}
+
+std::string_view native_line_end() {
+    return "\r\n";
 }
 
 } // namespace qel::platform
