@@ -2,7 +2,8 @@
 // beside spdlog's basic file sink flushed after every record and POCO's FileChannel with
 // its flush after every message. All three write the same line: local date, time with
 // milliseconds or hundredths, and the record's text with its number. qel3 opens and closes
-// the file for every record; the peers keep it open.
+// the file for every record; the peers keep it open. The bare system calls of both designs
+// are measured too, as the floor under each.
 #include <qel/log.h>
 
 #include <Poco/AutoPtr.h>
@@ -14,10 +15,12 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 
+#include <fcntl.h>
 #include <filesystem>
 #include <memory>
 #include <random>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -74,8 +77,33 @@ void poco_log(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
+// The floor of both designs: the system calls alone, with a finished line and no lock.
+const std::string floor_line = std::string("24.11.2026\t20:03:46:12\t") + text + "123456\n";
+
+void syscalls_write(benchmark::State& state) {
+    const int fd = ::open((folder() / "floor-write.log").c_str(),
+                          O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(::write(fd, floor_line.data(), floor_line.size()));
+    ::close(fd);
+    state.SetItemsProcessed(state.iterations());
+}
+
+void syscalls_open_write_close(benchmark::State& state) {
+    const auto name = folder() / "floor-open.log";
+    ::close(::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    for (auto _ : state) {
+        const int fd = ::open(name.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+        benchmark::DoNotOptimize(::write(fd, floor_line.data(), floor_line.size()));
+        ::close(fd);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
 } // namespace
 
+BENCHMARK(syscalls_open_write_close)->Threads(1)->UseRealTime();
+BENCHMARK(syscalls_write)->Threads(1)->UseRealTime();
 BENCHMARK(qel_log)->Threads(1)->Threads(4)->UseRealTime();
 BENCHMARK(spdlog_log)->Threads(1)->Threads(4)->UseRealTime();
 BENCHMARK(poco_log)->Threads(1)->Threads(4)->UseRealTime();

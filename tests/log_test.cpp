@@ -43,6 +43,12 @@ struct test_traits final : qel::ILogTraits {
     }
 };
 
+// One whole record.
+template <typename Text> void put(qel::ILogFileStream& log, const Text& text) {
+    qel::log_record record(log);
+    log << text;
+}
+
 struct LogTest : ::testing::Test {
     qel_test::temp_dir dir;
     test_traits traits;
@@ -59,20 +65,11 @@ TEST_F(LogTest, RecordsHaveTheLayoutAndEveryTextForm) {
         qel::log_record r(*log);
         *log << std::string("s") << "p" << 'c' << std::wstring(L"W") << L"w" << L'x';
     }
-    {
-        qel::log_record r(*log);
-        *log << "two\nlines";
-    }
+    put(*log, "two\nlines");
     log->set_prefix_enabled(false);
-    {
-        qel::log_record r(*log);
-        *log << "bare";
-    }
+    put(*log, "bare");
     auto again = open("a.log", L"Service log"); // an existing file gets no second header
-    {
-        qel::log_record r(*again);
-        *again << "more";
-    }
+    put(*again, "more");
     EXPECT_EQ(read_bytes(dir.path("a.log")), "Service log" + eol + "P\tspcWwx" + eol + "P\ttwo" +
                                                  eol + "lines" + eol + "bare" + eol + "P\tmore" +
                                                  eol);
@@ -85,10 +82,7 @@ TEST_F(LogTest, DefaultTraitsPrefixDateTabTime) {
     };
     auto log = qel::log_file_stream_factory(dir.wide("d.log"));
     auto before = masks(qel::get_system_clock_timestamp());
-    {
-        qel::log_record r(*log);
-        *log << L"caf\u00e9";
-    }
+    put(*log, L"caf\u00e9");
     auto after = masks(qel::get_system_clock_timestamp());
     std::string narrow, text = read_bytes(dir.path("d.log"));
     qel::wide_to_char(L"caf\u00e9", narrow, qel::text_encoding());
@@ -128,10 +122,7 @@ TEST_F(LogTest, NestedMovedAndRedirectedRecords) {
         EXPECT_TRUE(moved && !outer);
         *log << "whole";
     }
-    {
-        qel::log_record r(*log);
-        *log << "next";
-    }
+    put(*log, "next");
     EXPECT_EQ(read_bytes(dir.path("n.log")), "outer whole" + eol);
     EXPECT_EQ(read_bytes(dir.path("m.log")), "next" + eol);
 }
@@ -140,20 +131,11 @@ TEST_F(LogTest, ClearAndFilesChangedBetweenRecords) {
     auto log = open("c.log", L"H", false);
     log->clear();
     EXPECT_EQ(read_bytes(dir.path("c.log")), ""); // created empty, so no header follows
-    {
-        qel::log_record r(*log);
-        *log << "1";
-    }
+    put(*log, "1");
     std::filesystem::rename(dir.path("c.log"), dir.path("moved.log"));
-    {
-        qel::log_record r(*log);
-        *log << "2";
-    }
+    put(*log, "2");
     std::filesystem::remove(dir.path("c.log"));
-    {
-        qel::log_record r(*log);
-        *log << "3";
-    }
+    put(*log, "3");
     EXPECT_EQ(read_bytes(dir.path("moved.log")), "1" + eol);
     EXPECT_EQ(read_bytes(dir.path("c.log")), "H" + eol + "3" + eol);
     log->clear();
@@ -163,10 +145,7 @@ TEST_F(LogTest, ClearAndFilesChangedBetweenRecords) {
     qel_test::write_bytes(dir.path("w.log"), "old" + eol);
     std::filesystem::permissions(dir.path("w.log"), std::filesystem::perms::owner_write);
     log->set_filename(dir.wide("w.log"));
-    {
-        qel::log_record r(*log);
-        *log << "new";
-    }
+    put(*log, "new");
     std::filesystem::permissions(dir.path("w.log"), std::filesystem::perms::owner_all);
     EXPECT_EQ(read_bytes(dir.path("w.log")), "old" + eol + "new" + eol);
 }
@@ -176,10 +155,7 @@ TEST_F(LogTest, ThrowingTraitsLeaveNoRecordOpen) {
     traits.throw_in_prefix = true;
     EXPECT_THROW(qel::log_record r(*log), std::runtime_error);
     traits.throw_in_prefix = false;
-    std::thread([&] {
-        qel::log_record r(*log);
-        *log << "after";
-    }).join();
+    std::thread([&] { put(*log, "after"); }).join();
     EXPECT_EQ(read_bytes(dir.path("t.log")), "P\tafter" + eol);
 }
 
