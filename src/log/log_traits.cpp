@@ -15,8 +15,12 @@ public:
     void write_prefix(std::ostream& out) const override {
         timestamp now;
         now.put_system_clock();
-        std::string text;
-        to_str(now, "dd.mm.yyyy", '.', '\t', "hh:mm:ss:ii", ':', text);
+        // The default masks are these with a blank between date and time, and take the
+        // direct path; a date text has no blank of its own.
+        thread_local std::string text;
+        to_str(now, text);
+        if (auto blank = text.find(' '); blank != std::string::npos)
+            text[blank] = '\t';
         out << text;
     }
 };
