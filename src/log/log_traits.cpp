@@ -17,7 +17,7 @@ public:
         now.put_system_clock();
         // The default masks are these with a blank between date and time, and take the
         // direct path; a date text has no blank of its own.
-        thread_local std::string text;
+        std::string text;
         to_str(now, text);
         if (auto blank = text.find(' '); blank != std::string::npos)
             text[blank] = '\t';
