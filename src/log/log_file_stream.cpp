@@ -2,7 +2,6 @@
 
 #include <qel/log.h>
 
-#include <cstring>
 #include <cwchar>
 #include <mutex>
 
