@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """Runs a benchmark binary and prints qel3's speed as a ratio to its peer, per file.
 
+Speeds are MB/s, or thousands of items per second for benchmarks that count items.
+
 usage: bench/ratios.py BINARY [PAIR ...]   where PAIR is qel_name:peer_name
 """
 import json
@@ -30,7 +32,9 @@ def main():
                          check=True, capture_output=True, text=True)
     results = {b["run_name"]: b for b in json.loads(run.stdout)["benchmarks"]
                if b.get("aggregate_name") == "median"}
-    print("| qel3 | peer | file | qel3 MB/s | peer MB/s | speed ratio | qel3 size ratio | peer size ratio |")
+    items = any("items_per_second" in r for r in results.values())
+    unit = "k items/s" if items else "MB/s"
+    print(f"| qel3 | peer | file | qel3 {unit} | peer {unit} | speed ratio | qel3 size ratio | peer size ratio |")
     print("|---|---|---|---|---|---|---|---|")
     for ours, peer in pairs:
         for name, ours_result in results.items():
@@ -40,8 +44,9 @@ def main():
             peer_result = results.get(peer + "/" + file)
             if not peer_result:
                 continue
-            ours_speed = ours_result["bytes_per_second"] / 1e6
-            peer_speed = peer_result["bytes_per_second"] / 1e6
+            key, scale = ("items_per_second", 1e3) if items else ("bytes_per_second", 1e6)
+            ours_speed = ours_result[key] / scale
+            peer_speed = peer_result[key] / scale
             print(f"| {ours} | {peer} | {file} | {ours_speed:.0f} | {peer_speed:.0f} | "
                   f"{ours_speed / peer_speed:.2f} | {size_ratio(ours_result)} | {size_ratio(peer_result)} |")
 

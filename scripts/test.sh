@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds and tests qel3 on every leg: Linux (g++), Linux with AddressSanitizer and
-# UndefinedBehaviorSanitizer, and Windows x64 (mingw-w64) under Wine; then builds a small
-# consumer project against the installed package of the Linux and Windows legs and runs it;
-# runs every libFuzzer target briefly (clang) and checks that the benchmarks build.
+# UndefinedBehaviorSanitizer, the threaded tests with ThreadSanitizer, and Windows x64
+# (mingw-w64) under Wine; then builds a small consumer project against the installed
+# package of the Linux and Windows legs and runs it; runs every libFuzzer target briefly
+# (clang) and checks that the benchmarks build.
 # Installs missing Debian packages when run as root. Ends with one summary line.
 set -uo pipefail
 cd "$(dirname "$0")/.."
@@ -11,7 +12,7 @@ jobs=$(nproc 2>/dev/null || echo 2)
 
 packages=(cmake ninja-build g++ ccache zlib1g-dev googletest libgtest-dev clang-format clang-tidy
           g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64
-          clang libclang-rt-14-dev libbenchmark-dev liblz4-dev)
+          clang libclang-rt-14-dev libbenchmark-dev liblz4-dev libspdlog-dev libpoco-dev)
 fuzz_seconds=${QEL_FUZZ_SECONDS:-15}
 
 install_missing() {
@@ -52,13 +53,16 @@ fail_step() {
     echo "test: FAILED: $1" >&2
 }
 
+# run_leg PRESET [CTEST ARGS...]: the extra arguments pick tests, as -R does for the
+# ThreadSanitizer leg, which builds and runs only the tests that start threads.
 run_leg() {
     local preset=$1 log="build/$1.ctest.log"
+    shift
     echo "== $preset: configure and build"
     cmake --preset "$preset" >/dev/null || { fail_step "$preset configure"; return; }
     cmake --build --preset "$preset" -j "$jobs" || { fail_step "$preset build"; return; }
     echo "== $preset: tests"
-    ctest --preset "$preset" -j "$jobs" 2>&1 | tee "$log"
+    ctest --preset "$preset" -j "$jobs" "$@" 2>&1 | tee "$log"
     count_ctest "$log" "$preset"
 }
 
@@ -158,6 +162,7 @@ run_leg linux
 run_consumer linux
 check_exports linux build/linux/lib/libqel3.so
 run_leg linux-asan
+run_leg linux-tsan -R '^(log_test)$'
 run_leg windows
 run_consumer windows
 check_exports windows build/windows/bin/qel3.dll
@@ -165,7 +170,7 @@ check_style
 run_fuzzers
 build_bench
 
-echo "test: legs linux, linux-asan, windows (Wine), exports, style, fuzz, bench build in $(( $(date +%s) - start )) s"
+echo "test: legs linux, linux-asan, linux-tsan, windows (Wine), exports, style, fuzz, bench build in $(( $(date +%s) - start )) s"
 [ ${#failures[@]} -gt 0 ] && echo "test: failed steps: ${failures[*]}"
 echo "qel3: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -4,6 +4,7 @@
 #include <qel/compress.h>
 #include <qel/datetime.h>
 #include <qel/exception.h>
+#include <qel/log.h>
 #include <qel/stream.h>
 #include <qel/text_encoding.h>
 #include <qel/version.h>

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace qel::platform {
@@ -17,6 +18,7 @@ enum class file_disposition {
     open_existing,  // fails when the file is missing
     open_or_create, // keeps existing content
     create_or_truncate,
+    create_new, // fails when the file exists
 };
 
 struct file_access {
@@ -37,6 +39,13 @@ enum class seek_origin { begin, current, end };
 native_file open_file(const std::wstring& name, const file_access& access,
                       std::error_code* error = nullptr);
 bool close_file(native_file file, std::error_code* error = nullptr);
+
+// Why an open failed: the file or a folder on its path is missing, the file exists where
+// create_new wanted none, or any other refusal.
+enum class open_status { opened, missing, exists, refused };
+native_file open_file(const std::wstring& name, const file_access& access, open_status& status);
+// The status that a failure's reason stands for.
+open_status open_status_of(const std::error_code& error);
 // Bytes read (0 at the end) or -1.
 std::int64_t read_file(native_file file, void* buffer, std::size_t size,
                        std::error_code* error = nullptr);
@@ -68,5 +77,8 @@ inline bool fail_with(int code, std::error_code* error) {
         *error = std::error_code(code, std::system_category());
     return false;
 }
+
+// What ends a line in this system's text files.
+std::string_view native_line_end();
 
 } // namespace qel::platform

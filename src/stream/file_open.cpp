@@ -53,12 +53,17 @@ unsigned int open_file_stream(file_buffer& buffer, std::iostream& stream, const 
     else
         stream.setstate(std::ios_base::failbit);
 
-    if (write && base_name_starts_with_dot(name)) {
-        auto attributes = platform::get_file_attributes(name);
-        if (attributes && !attributes->directory)
-            platform::set_file_hidden(name);
-    }
+    if (write)
+        hide_dot_named_file_(name);
     return close_flags;
+}
+
+void hide_dot_named_file_(const std::wstring& name) {
+    if (!base_name_starts_with_dot(name))
+        return;
+    auto attributes = platform::get_file_attributes(name);
+    if (attributes && !attributes->directory)
+        platform::set_file_hidden(name);
 }
 
 } // namespace qel::detail

@@ -16,4 +16,8 @@ inline constexpr unsigned int close_flag_flush = 0x1;
 unsigned int open_file_stream(file_buffer& buffer, std::iostream& stream, const std::wstring& name,
                               unsigned int mode, bool binary);
 
+// A file written under a name whose base name starts with a dot ("..x", ".a.txt", not
+// ".profile") gets the hidden attribute where the system keeps one.
+void hide_dot_named_file_(const std::wstring& name);
+
 } // namespace qel::detail

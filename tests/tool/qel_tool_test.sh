@@ -134,8 +134,19 @@ run 0 decompress 'Ордер 日本 😀/出力.lzm' -
 [ "$out" = "$(cat x)" ] || fail "decompressed to standard output"
 run 0 convert --from utf8 --to utf16be 'Ордер 日本 😀/данные😀.txt' 'Ордер 日本 😀/ü.txt'
 
+# Log records: a new log starts with its header; the prefix is date, tab, time, tab.
+eol='\n'
+$windows && eol='\r\n'
+run 0 log --header 'Service log' app.log started 'two words'
+run 0 log --no-prefix --header ignored app.log 'plain text'
+sed -E 's/^[0-9]{2}\.[0-9]{2}\.[0-9]{4}\t[0-9]{2}:[0-9]{2}:[0-9]{2}:[0-9]{2}\t/P\t/' app.log >masked.log
+printf "Service log${eol}P\tstarted two words${eol}plain text${eol}" >expected.log
+same masked.log expected.log
+run 1 log missing-folder/app.log text
+says "cannot open or create the log 'missing-folder/app.log'"
+
 # Help on every command, -- ending the options, and messages with the system's reason.
-for command in demo compress decompress convert translit date; do
+for command in demo compress decompress convert translit date log; do
     run 0 "$command" --help
     [[ "$out" == usage:* ]] || fail "$command --help: $out"
     run 0 "$command" -h

@@ -4,11 +4,14 @@
 #include <qel/qel.h>
 
 #include <filesystem>
+#include <fstream>
 #include <iomanip>
 #include <iostream>
 #include <random>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace qel_tool {
 namespace {
@@ -160,6 +163,31 @@ void demo_datetime() {
     std::cout << "  29.02.2004 23:00 plus 1 day 02:30: " << stamp << "\n";
 }
 
+void demo_log(const std::filesystem::path& folder) {
+    std::cout << "== log file shared by threads\n";
+    const auto name = folder / "demo.log";
+    auto log = qel::log_file_stream_factory(name.wstring(), L"qel demo log", true, nullptr);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&log, t] {
+            for (int i = 0; i < 250; ++i) {
+                qel::log_record record(*log);
+                *log << "thread " << std::to_string(t) << " record " << std::to_string(i);
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    std::ifstream in(name);
+    std::string header, first;
+    std::getline(in, header);
+    std::getline(in, first);
+    std::size_t lines = 2;
+    for (std::string line; std::getline(in, line);)
+        ++lines;
+    std::cout << "  4 threads wrote 1000 records: " << lines << " lines with the header \""
+              << header << "\"\n  first record: " << first << "\n";
+}
+
 std::filesystem::path make_temp_folder() {
     std::random_device seed;
     auto base = std::filesystem::temp_directory_path();
@@ -183,6 +211,7 @@ int run_demo(const arguments& args) {
     demo_text(folder);
     demo_compression();
     demo_datetime();
+    demo_log(folder);
     std::filesystem::remove_all(folder);
     std::cout << "done; temporary folder removed\n";
     return 0;

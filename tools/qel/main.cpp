@@ -70,6 +70,13 @@ const command commands[] = {
      "blank. --parse checks TEXT as a date and prints its day value and weekday; a text that\n"
      "is no valid date gives a message and exit code 1.\n",
      qel_tool::run_date},
+    {"log", "log [--no-prefix] [--header TEXT] FILE TEXT...",
+     "append one record (TEXT... joined by blanks) to the log FILE",
+     "The record is one line: the local date, a tab, the time (hh:mm:ss:ii), a tab, then the\n"
+     "text; --no-prefix leaves only the text. --header TEXT is written as the first line\n"
+     "of a log that does not exist yet. Line ends are CR LF on Windows, LF elsewhere. Other\n"
+     "programs may read, move or remove the log between records.\n",
+     qel_tool::run_log},
 };
 
 void print_overview(std::ostream& out) {

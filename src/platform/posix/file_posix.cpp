@@ -23,6 +23,8 @@ int open_flags(const file_access& access) {
         flags |= O_CREAT;
     if (access.disposition == file_disposition::create_or_truncate)
         flags |= O_TRUNC;
+    if (access.disposition == file_disposition::create_new)
+        flags |= O_EXCL;
     return flags;
 }
 
@@ -42,6 +44,19 @@ std::optional<struct stat> stat_of(const std::wstring& name, std::error_code* er
 
 } // namespace
 
+native_file open_file(const std::wstring& name, const file_access& access, open_status& status) {
+    std::error_code error;
+    native_file file = open_file(name, access, &error);
+    status = file != no_file ? open_status::opened : open_status_of(error);
+    return file;
+}
+
+open_status open_status_of(const std::error_code& error) {
+    return error.value() == ENOENT || error.value() == ENOTDIR ? open_status::missing
+           : error.value() == EEXIST                           ? open_status::exists
+                                                               : open_status::refused;
+}
+
 native_file open_file(const std::wstring& name, const file_access& access, std::error_code* error) {
     if (!access.read && !access.write)
         return fail_with(EINVAL, error), no_file;
@@ -54,8 +69,9 @@ native_file open_file(const std::wstring& name, const file_access& access, std::
     } while (fd < 0 && errno == EINTR);
     if (fd < 0)
         return fail_with(errno, error), no_file;
+    // A directory opens for reading only, and a new file cannot be one.
     struct stat info {};
-    if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
+    if (!access.write && (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode))) {
         fail_with(S_ISDIR(info.st_mode) ? EISDIR : errno, error);
         ::close(fd);
         return no_file;
@@ -134,6 +150,10 @@ bool set_file_read_only(const std::wstring& name, bool read_only, std::error_cod
     mode_t mode = info->st_mode & 07777;
     mode = read_only ? (mode & ~mode_t(S_IWUSR | S_IWGRP | S_IWOTH)) : (mode | S_IWUSR);
     return ::chmod(posix_path(name).c_str(), mode) == 0 || fail_with(errno, error);
+}
+
+std::string_view native_line_end() {
+    return "\n";
 }
 
 } // namespace qel::platform

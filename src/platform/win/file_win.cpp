@@ -19,6 +19,8 @@ DWORD creation_of(file_disposition disposition) {
     case file_disposition::create_or_truncate:
         // Truncated after opening: CREATE_ALWAYS refuses existing hidden files.
         return OPEN_ALWAYS;
+    case file_disposition::create_new:
+        return CREATE_NEW;
     }
     return OPEN_EXISTING;
 }
@@ -44,6 +46,20 @@ bool set_attribute(const std::wstring& name, DWORD bit, bool on, std::error_code
 }
 
 } // namespace
+
+native_file open_file(const std::wstring& name, const file_access& access, open_status& status) {
+    std::error_code error;
+    native_file file = open_file(name, access, &error);
+    status = file != no_file ? open_status::opened : open_status_of(error);
+    return file;
+}
+
+open_status open_status_of(const std::error_code& error) {
+    const auto code = static_cast<DWORD>(error.value());
+    return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND ? open_status::missing
+           : code == ERROR_FILE_EXISTS || code == ERROR_ALREADY_EXISTS  ? open_status::exists
+                                                                        : open_status::refused;
+}
 
 native_file open_file(const std::wstring& name, const file_access& access, std::error_code* error) {
     if ((!access.read && !access.write) || name.empty())
@@ -141,6 +157,10 @@ bool set_file_hidden(const std::wstring& name, std::error_code* error) {
 
 bool set_file_read_only(const std::wstring& name, bool read_only, std::error_code* error) {
     return set_attribute(name, FILE_ATTRIBUTE_READONLY, read_only, error);
+}
+
+std::string_view native_line_end() {
+    return "\r\n";
 }
 
 } // namespace qel::platform
