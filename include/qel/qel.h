@@ -4,5 +4,6 @@
 #include <qel/compress.h>
 #include <qel/datetime.h>
 #include <qel/exception.h>
+#include <qel/serialize.h>
 #include <qel/stream.h>
 #include <qel/text_encoding.h>
