@@ -43,5 +43,6 @@ int run_decompress(const arguments& args);
 int run_convert(const arguments& args);
 int run_translit(const arguments& args);
 int run_date(const arguments& args);
+int run_dump(const arguments& args);
 
 } // namespace qel_tool

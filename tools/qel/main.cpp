@@ -61,14 +61,21 @@ const command commands[] = {
      "Line ends are written as CR LF. Unicode output starts with a signature unless\n"
      "--no-signature is given. IN or OUT may be - for standard input or output.\n",
      qel_tool::run_convert},
-    {"translit", "translit TEXT...", "print TEXT with Cyrillic letters transliterated to Latin",
-     "", qel_tool::run_translit},
+    {"translit", "translit TEXT...", "print TEXT with Cyrillic letters transliterated to Latin", "",
+     qel_tool::run_translit},
     {"date", "date [MASK] | date --parse TEXT [--mask MASK]",
      "print the local date and time, or check a date text",
      "MASK is a date mask (dd.mm.yyyy), a time mask (hh:mm:ss:ii), or both separated by a\n"
      "blank. --parse checks TEXT as a date and prints its day value and weekday; a text that\n"
      "is no valid date gives a message and exit code 1.\n",
      qel_tool::run_date},
+    {"dump", "dump [--method lzm|zlib] FILE",
+     "list the elements of seriated data or of a serialization stream",
+     "One line per element: index, tag, type name and value. A serialization stream is told\n"
+     "apart from plain seriated data by its chunk header; --method decompresses FILE first.\n"
+     "FILE may be - for standard input. Broken data gives a message with the byte offset of\n"
+     "the element or chunk that cannot be read, and exit code 1.\n",
+     qel_tool::run_dump},
 };
 
 void print_overview(std::ostream& out) {
