@@ -11,7 +11,7 @@ jobs=$(nproc 2>/dev/null || echo 2)
 
 packages=(cmake ninja-build g++ ccache zlib1g-dev googletest libgtest-dev
           g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64
-          clang libclang-rt-14-dev libbenchmark-dev liblz4-dev)
+          clang libclang-rt-14-dev libbenchmark-dev liblz4-dev libmsgpack-cxx-dev)
 fuzz_seconds=${QEL_FUZZ_SECONDS:-15}
 
 install_missing() {

@@ -14,12 +14,9 @@ void throw_serialize_(const char* message) {
 }
 
 void seriated_buffer_impl_::clear() {
-    // Capacity stays for the next chunk of a stream unless it grew unusually large.
-    constexpr std::size_t keep_elements = 4096;
+    // Room stays for the next chunk of a stream unless it grew unusually large.
     constexpr std::size_t keep_arena = std::size_t{1} << 20;
     elements.clear();
-    if (elements.capacity() > keep_elements)
-        std::vector<serial_element_>().swap(elements);
     arena.clear();
     if (arena.capacity() > keep_arena)
         std::vector<char>().swap(arena);

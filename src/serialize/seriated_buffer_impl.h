@@ -103,6 +103,37 @@ private:
     std::size_t last_size_ = 0;
 };
 
+// The element table: fixed blocks, so growing never copies records and a large buffer needs
+// no large contiguous allocation; indexing stays constant time.
+class serial_element_table_ {
+public:
+    std::size_t size() const { return size_; }
+    bool empty() const { return size_ == 0; }
+    serial_element_& operator[](std::size_t i) { return blocks_[i >> block_bits][i & block_mask]; }
+    const serial_element_& operator[](std::size_t i) const {
+        return blocks_[i >> block_bits][i & block_mask];
+    }
+    void push_back(const serial_element_& element) {
+        if ((size_ >> block_bits) == blocks_.size())
+            blocks_.push_back(std::make_unique_for_overwrite<serial_element_[]>(block_size));
+        (*this)[size_] = element;
+        ++size_;
+    }
+    // Keeps the first block, which holds a whole chunk of a serialization stream.
+    void clear() {
+        blocks_.resize(std::min<std::size_t>(blocks_.size(), 1));
+        size_ = 0;
+    }
+
+private:
+    static constexpr unsigned block_bits = 12;
+    static constexpr std::size_t block_size = std::size_t{1} << block_bits;
+    static constexpr std::size_t block_mask = block_size - 1;
+
+    std::vector<std::unique_ptr<serial_element_[]>> blocks_;
+    std::size_t size_ = 0;
+};
+
 class seriated_buffer_impl_ {
 public:
     void push(const serial_element_& element) {
@@ -112,7 +143,7 @@ public:
     }
     void clear();
 
-    std::vector<serial_element_> elements;
+    serial_element_table_ elements;
     serial_string_pool_<char> narrow;
     serial_string_pool_<wchar_t> wide;
     std::vector<char> arena;
