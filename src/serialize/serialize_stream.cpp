@@ -75,8 +75,8 @@ void out_serialize_stream::flush_() {
         return;
     std::vector<char> body;
     seriated_buffer::get_seriated_data(body);
-    seriated_buffer::clear();
     write_chunk_(body);
+    seriated_buffer::clear();
 }
 
 void out_serialize_stream::write_(const void* data, std::size_t size) {
