@@ -145,8 +145,22 @@ same masked.log expected.log
 run 1 log missing-folder/app.log text
 says "cannot open or create the log 'missing-folder/app.log'"
 
+# dump: seriated data (bool true, int32 7, string "ab"), the same as a serialization stream
+# chunk compressed with lzm, and data broken inside its third element.
+printf '\x01\x01\x07\x07\x00\x00\x00\x16\x02\x00\x00\x00ab' >seriated.bin
+run 0 dump seriated.bin
+[ "$out" = $'0 1 bool true\n1 7 int32 7\n2 22 string "ab"' ] || fail "dump gave: $out"
+{ printf '\x10\x1b\xe3\xca\x00\x00\x00\x00\x0e\x00\x00\x00\x00\x00\x00\x00'; cat seriated.bin; } >chunk.bin
+run 0 compress chunk.bin chunk.lzm
+run 0 dump --method lzm chunk.lzm
+[ "$(echo "$out" | tail -n 1)" = '2 22 string "ab"' ] || fail "dump of a stream gave: $out"
+head -c 10 seriated.bin >broken.bin
+run 1 dump broken.bin
+says "broken data in 'broken.bin' at byte 7: seriated data broken"
+[ "$out" = $'0 1 bool true\n1 7 int32 7' ] || fail "dump before the break gave: $out"
+
 # Help on every command, -- ending the options, and messages with the system's reason.
-for command in demo compress decompress convert translit date log; do
+for command in demo compress decompress convert translit date log dump; do
     run 0 "$command" --help
     [[ "$out" == usage:* ]] || fail "$command --help: $out"
     run 0 "$command" -h

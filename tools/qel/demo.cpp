@@ -188,6 +188,36 @@ void demo_log(const std::filesystem::path& folder) {
               << header << "\"\n  first record: " << first << "\n";
 }
 
+void demo_serialization() {
+    std::cout << "== serialization\n";
+    qel::memory_stream memory;
+    {
+        qel::out_serialize_stream out(memory.get_interface());
+        out << 42 << std::string("text") << qel::date(31, 1, 2004) << 2.5;
+    }
+    std::string framed(static_cast<std::size_t>(memory.get_size()), '\0');
+    memory.seek(0, std::ios_base::beg, std::ios_base::in);
+    memory.read(framed.data(), framed.size());
+    std::cout << "  4 values in one chunk of " << framed.size() << " bytes:\n    "
+              << hex(framed.substr(0, 16)) << " (magic, zero, body length)\n    "
+              << hex(framed.substr(16)) << "\n";
+    memory.reset();
+    memory.seek(0, std::ios_base::beg, std::ios_base::in);
+    qel::in_serialize_stream in(memory.get_interface());
+    int number = 0;
+    std::string text;
+    qel::date day;
+    double real = 0;
+    in >> number >> text >> day >> real;
+    std::cout << "  read back: " << number << ", \"" << text << "\", " << day << ", " << real
+              << (in.eof() ? " (end of stream)" : "") << "\n";
+    try {
+        in >> number;
+    } catch (const qel::serialize_error& e) {
+        std::cout << "  one more read: \"" << e.what() << "\"\n";
+    }
+}
+
 std::filesystem::path make_temp_folder() {
     std::random_device seed;
     auto base = std::filesystem::temp_directory_path();
@@ -212,6 +242,7 @@ int run_demo(const arguments& args) {
     demo_compression();
     demo_datetime();
     demo_log(folder);
+    demo_serialization();
     std::filesystem::remove_all(folder);
     std::cout << "done; temporary folder removed\n";
     return 0;

@@ -77,6 +77,13 @@ const command commands[] = {
      "of a log that does not exist yet. Line ends are CR LF on Windows, LF elsewhere. Other\n"
      "programs may read, move or remove the log between records.\n",
      qel_tool::run_log},
+    {"dump", "dump [--method lzm|zlib] FILE",
+     "list the elements of seriated data or of a serialization stream",
+     "One line per element: index, tag, type name and value. A serialization stream is told\n"
+     "apart from plain seriated data by its chunk header; --method decompresses FILE first.\n"
+     "FILE may be - for standard input. Broken data gives a message with the byte offset of\n"
+     "the element or chunk that cannot be read, and exit code 1.\n",
+     qel_tool::run_dump},
 };
 
 void print_overview(std::ostream& out) {
