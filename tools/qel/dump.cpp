@@ -53,7 +53,8 @@ template <class T> std::string number(T value) {
 
 std::string quoted_text(const std::string& text) {
     std::string out = "\"";
-    for (unsigned char c : text) {
+    for (char byte : text) {
+        const auto c = static_cast<unsigned char>(byte);
         if (c == '"' || c == '\\') {
             out += '\\';
             out += static_cast<char>(c);
