@@ -210,33 +210,6 @@ TEST(FileBufferText, PositionsAreRawFileOffsets) {
     EXPECT_EQ(get_all(buffer), "c\n");
 }
 
-TEST(FileBufferText, WritingAfterReadingStartsAtTheReader) {
-    temp_dir dir;
-    write_bytes(dir.path("t"), "line1\r\nline2\r\n");
-    file_buffer buffer;
-    ASSERT_TRUE(buffer.open(dir.wide("t"), updating, true, false));
-    EXPECT_EQ(get_n(buffer, 6), "line1\n");
-    put(buffer, "X\n");
-    EXPECT_EQ(tell(buffer), 10);
-    EXPECT_EQ(get_all(buffer), "e2\n");
-    EXPECT_TRUE(buffer.close());
-    EXPECT_EQ(read_bytes(dir.path("t")), "line1\r\nX\r\ne2\r\n");
-}
-
-TEST(FileBufferText, ReadingAfterWritingSeesTheText) {
-    temp_dir dir;
-    file_buffer buffer;
-    ASSERT_TRUE(buffer.open(dir.wide("t"), rewriting, true, false));
-    put(buffer, "a\nb\n");
-    EXPECT_EQ(buffer.seek(0, std::ios_base::beg), 0);
-    EXPECT_EQ(get_n(buffer, 2), "a\n");
-    put(buffer, "B");
-    EXPECT_EQ(get_all(buffer), "\n");
-    put(buffer, "c\n");
-    EXPECT_TRUE(buffer.close());
-    EXPECT_EQ(read_bytes(dir.path("t")), "a\r\nB\r\nc\r\n");
-}
-
 TEST(FileBufferText, AppendWritesAtTheEnd) {
     temp_dir dir;
     write_bytes(dir.path("t"), "a\r\n");
@@ -252,32 +225,6 @@ TEST(FileBufferText, AppendWritesAtTheEnd) {
     put(buffer, "\n");
     EXPECT_TRUE(buffer.close());
     EXPECT_EQ(read_bytes(dir.path("t")), "a\r\nb\r\nc\r\n");
-}
-
-TEST(FileBufferText, SyncWritesPendingText) {
-    temp_dir dir;
-    file_buffer buffer;
-    ASSERT_TRUE(buffer.open(dir.wide("t"), rewriting, true, true));
-    put(buffer, "x\ny");
-    EXPECT_EQ(buffer.pubsync(), 0);
-    EXPECT_EQ(read_bytes(dir.path("t")), "x\r\ny");
-}
-
-// The open routine: binary switch, the shared path taken with flush on close, stream flags.
-TEST(FileOpenRoutine, BinarySwitchOffOpensInTextMode) {
-    temp_dir dir;
-    for (unsigned int mode : {0x20003u, 0x60003u}) {
-        for (bool binary : {true, false}) {
-            file_buffer buffer;
-            std::iostream stream(&buffer);
-            qel::detail::open_file_stream(buffer, stream, dir.wide("t"), mode, binary);
-            ASSERT_TRUE(buffer.is_open());
-            stream.write("a\nb", 3);
-            EXPECT_TRUE(stream.good());
-            EXPECT_TRUE(buffer.close());
-            EXPECT_EQ(read_bytes(dir.path("t")), binary ? "a\nb" : "a\r\nb") << mode;
-        }
-    }
 }
 
 } // namespace

@@ -238,25 +238,6 @@ TEST(FileStreamPosition, SeekIgnoresModeAndMayPassTheEnd) {
     EXPECT_EQ(read_bytes(dir.path("f")), "abc\0\0\0\0\0\0\0x"s);
 }
 
-TEST(FileStreamPosition, ReadingAndWritingShareOnePosition) {
-    temp_dir dir;
-    write_bytes(dir.path("f"), "0123456789");
-    file_stream s(dir.wide("f"), file_stream_mode::read_write());
-    EXPECT_EQ(read_text(s, 3), "012");
-    write_text(s, "AB");
-    EXPECT_EQ(offset(s.get_pos(in)), 5);
-    EXPECT_EQ(read_text(s, 2), "56");
-    EXPECT_EQ(offset(s.get_pos(out)), 7);
-    s.seek(0, beg, in);
-    s.put('x');
-    EXPECT_EQ(s.get(), '1');
-    s.put('y');
-    EXPECT_EQ(s.get_size(), 10);
-    EXPECT_TRUE(s.ok());
-    s.close();
-    EXPECT_EQ(read_bytes(dir.path("f")), "x1yAB56789");
-}
-
 TEST(FileStreamPosition, AppendWritesAtTheEndWhereverThePositionIs) {
     temp_dir dir;
     write_bytes(dir.path("a"), "123");
@@ -342,40 +323,6 @@ TEST(FileStreamTransfer, MixedSizesKeepOrderAndPositions) {
     EXPECT_EQ(offset(s.seek(-10, end, in)), 299990);
     EXPECT_EQ(read_text(s, 50000), data.substr(299990));
     EXPECT_TRUE(s.eof());
-}
-
-TEST(FileStreamTransfer, ReadsWhatAnotherHandleWrote) {
-    temp_dir dir;
-    const std::string data = qel_test::random_bytes(200000, 3);
-    file_stream writer(dir.wide("shared"), flushed(file_stream_mode::create()));
-    ASSERT_TRUE(writer.is_open());
-    file_stream reader(dir.wide("shared"), file_stream_mode::read());
-    ASSERT_TRUE(reader.is_open());
-    file_stream other_writer(dir.wide("shared"), file_stream_mode::read_write());
-    ASSERT_TRUE(other_writer.is_open());
-
-    write_text(writer, data);
-    writer.flush();
-    EXPECT_EQ(reader.get_size(), 200000);
-    EXPECT_EQ(read_text(reader, data.size()), data);
-    EXPECT_TRUE(reader.ok());
-
-    write_text(writer, "tail");
-    writer.flush();
-    EXPECT_EQ(read_text(reader, 4), "tail");
-    EXPECT_EQ(read_text(other_writer, 3), data.substr(0, 3));
-}
-
-TEST(FileStreamTransfer, BytesPassUnchanged) {
-    temp_dir dir;
-    const std::string bytes = "a\r\nb\nc\r\x1A\0\xFF"s;
-    file_stream s(dir.wide("bin"), file_stream_mode::read_create());
-    write_text(s, bytes);
-    s.put('\n');
-    s.seek(0, beg, in);
-    EXPECT_EQ(read_text(s, 64), bytes + "\n");
-    s.close();
-    EXPECT_EQ(read_bytes(dir.path("bin")), bytes + "\n");
 }
 
 } // namespace

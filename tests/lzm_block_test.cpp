@@ -213,16 +213,6 @@ TEST(LzmEncoder, MatchesAtTheTokenLimits) {
     }
 }
 
-TEST(LzmEncoder, EachBlockStartsAfresh) {
-    lzm_block_encoder encoder;
-    std::string first = filler(8191, 7);
-    first.replace(8000, 3, "abc");
-    encoder.encode(first.data(), first.size());
-    ASSERT_EQ(encoder.encode("abcabc", 6), 5);
-    EXPECT_EQ(std::string(encoder.payload().begin(), encoder.payload().end()),
-              bytes({0x70, 0x03, 0x61, 0x62, 0x63}));
-}
-
 // --- decoder --------------------------------------------------------------------------------
 
 TEST(LzmDecoder, DecodesEachTokenKind) {
@@ -251,18 +241,6 @@ TEST(LzmDecoder, FieldsAtTheirLimits) {
     const std::string p4658 = pattern(4658);
     EXPECT_EQ(decode(literal_runs(p4658) + bytes({0xC9, 0x91, 0xA1}) + "ab"),
               p4658 + "ab" + p4658.substr(0, 12));
-}
-
-TEST(LzmDecoder, AppendsToExistingOutput) {
-    std::vector<char> out = {'z', 'z'};
-    const std::string payload = bytes({0x03, 0x61, 0x62, 0x63, 0x80, 0x03});
-    EXPECT_EQ(lzm_decode_block(payload.data(), payload.size(), out), 6u);
-    EXPECT_EQ(std::string(out.begin(), out.end()), "zzabcabc");
-    // The match offset counts only this call's bytes.
-    const std::string reaching = bytes({0x01, 0x61, 0x80, 0x02});
-    EXPECT_EQ(error_of([&] { lzm_decode_block(reaching.data(), reaching.size(), out); }),
-              "LZM assert: match offset out of block");
-    EXPECT_EQ(std::string(out.begin(), out.end()), "zzabcabca"); // decoded part stays
 }
 
 TEST(LzmDecoder, TruncatedPayloads) {

@@ -330,56 +330,6 @@ TEST(MemoryStreamTest, FixedBufferOverwritesFromItsStart) {
     EXPECT_EQ(buffer[5], '#');
 }
 
-TEST(MemoryStreamTest, FixedBufferAppendsAfterTheString) {
-    char buffer[6] = {'a', 'b', '\0', '\0', '#', '#'};
-    auto s = qel::memory_stream_factory(buffer, 4, std::ios_base::out | std::ios_base::app);
-    EXPECT_EQ(s->get_size(), 0);
-    EXPECT_EQ(off(s->get_pos(out)), 2);
-    s->put('x');
-    EXPECT_EQ(buffer[2], 'x');
-    s->put('y');
-    EXPECT_EQ(buffer[3], 'y');
-    EXPECT_TRUE(s->ok());
-    EXPECT_EQ(s->get_size(), 2);
-    EXPECT_EQ(off(s->get_pos(out)), 4);
-    s->put('z');
-    EXPECT_TRUE(s->error());
-    EXPECT_EQ(std::string(buffer, 6), std::string("abxy##"));
-
-    s->reset();
-    char back[8] = {};
-    std::size_t count = 0;
-    EXPECT_EQ(off(s->seek(0, beg, in)), 0);
-    s->read(back, 8, &count);
-    EXPECT_EQ(std::string(back, count), "abxy");
-}
-
-TEST(MemoryStreamTest, SizeZeroMeansNulTerminated) {
-    char text[8] = {'h', 'e', 'l', 'l', 'o', '\0', '#', '#'};
-    qel::memory_stream s(text, 0, 0);
-    EXPECT_EQ(off(s.seek(0, end, in)), 5);
-    EXPECT_EQ(read_from_start(s, 8), "hello");
-    s.reset();
-    write_text(s, "HELLO");
-    EXPECT_TRUE(s.ok());
-    EXPECT_EQ(s.get_size(), 5);
-    s.put('!');
-    EXPECT_TRUE(s.error());
-    EXPECT_EQ(std::string(text, 8), std::string("HELLO\0##", 8));
-
-    const char* constant = "abc";
-    qel::memory_stream r(static_cast<const void*>(constant), 0);
-    EXPECT_EQ(off(r.seek(0, end, in)), 3);
-    EXPECT_EQ(read_from_start(r, 8), "abc");
-
-    // The data() of an empty vector may be null: that is empty text, in both forms.
-    qel::memory_stream none(static_cast<const void*>(nullptr), 0);
-    qel::memory_stream none_writable(static_cast<void*>(nullptr), 0, 0);
-    EXPECT_EQ(none.get_size(), 0);
-    EXPECT_EQ(none_writable.get(), 0);
-    EXPECT_TRUE(none_writable.eof());
-}
-
 TEST(MemoryStreamTest, ReadOnlyFormNeverWrites) {
     char data[4] = {'x', 'y', 'z', '#'};
     qel::memory_stream s(static_cast<const void*>(data), 3);

@@ -210,24 +210,6 @@ TEST(TextFileRead, DetectsSignatures) {
     }
 }
 
-TEST(TextFileRead, DetectsUnmarkedUtf16LittleEndian) {
-    temp_dir dir;
-    auto s = reader(dir, utf16("Hello, world of text files\r\nsecond", false),
-                    enc(qel::cs_ansi, detect));
-    EXPECT_TRUE(s.get_encoding() == enc(qel::cs_utf16le));
-    EXPECT_EQ(s.read_char(), L'H'); // nothing skipped
-    EXPECT_EQ(lines_of(s), (std::vector<std::wstring>{L"ello, world of text files", L"second"}));
-}
-
-TEST(TextFileRead, EightBitTextIsNotTakenForUtf16) {
-    temp_dir dir;
-    for (const std::string& content :
-         {std::string("abcb"), std::string("1 2 3 4 5 6 7 8 "), std::string("a,b,c,d,e,f,")}) {
-        auto s = reader(dir, content, enc(qel::cs_ansi, detect));
-        EXPECT_EQ(s.get_encoding().charset(), qel::cs_ansi) << content;
-    }
-}
-
 TEST(TextFileRead, WithoutSignatureTheRequestedEncodingStays) {
     temp_dir dir;
     auto plain =
@@ -246,17 +228,6 @@ TEST(TextFileRead, WithoutSignatureTheRequestedEncodingStays) {
     EXPECT_EQ(line, L"");
     EXPECT_TRUE(empty.eof());
     EXPECT_FALSE(empty.error());
-}
-
-TEST(TextFileRead, UnicodeReadersSkipSignatureUnits) {
-    temp_dir dir;
-    auto u8 = reader(dir, bom + "ab" + bom + "c", enc(qel::cs_utf8));
-    EXPECT_EQ(solid_of(u8), L"abc");
-    auto le = reader(dir, bytes({0xFF, 0xFE, 0x61, 0, 0xFF, 0xFE, 0xFE, 0xFF, 0x62, 0}),
-                     enc(qel::cs_utf16le));
-    EXPECT_EQ(chars_of(le), L"ab");
-    auto be = reader(dir, bytes({0xFE, 0xFF, 0, 0x61, 0xFF, 0xFE, 0, 0x62}), enc(qel::cs_utf16be));
-    EXPECT_EQ(lines_of(be), std::vector<std::wstring>{L"ab"});
 }
 
 TEST(TextFileRead, InvalidUtf8IsAnError) {
@@ -368,37 +339,6 @@ TEST(TextFileUnicode, SupplementaryCharacters) {
     EXPECT_EQ(solid_of(s), whole_code_points ? emoji + L"b" : std::wstring(L"?b"));
 }
 
-TEST(TextFileOpen, ModesWithBothAccessBitsOpenNothing) {
-    temp_dir dir;
-    for (file_stream_mode mode : {file_stream_mode::read_write(), file_stream_mode::read_create(),
-                                  file_stream_mode::read_append()}) {
-        text_file_stream s(dir.wide("none.txt"), mode, enc(qel::cs_utf8));
-        EXPECT_FALSE(s.is_open()) << mode.get();
-        EXPECT_FALSE(s.error()) << mode.get();
-        EXPECT_FALSE(s.eof()) << mode.get();
-        EXPECT_EQ(s.get_encoding().get(), 0u) << mode.get();
-        EXPECT_FALSE(std::filesystem::exists(dir.path("none.txt"))) << mode.get();
-    }
-}
-
-TEST(TextFileOpen, FailuresLeaveTheStreamClosed) {
-    temp_dir dir;
-    text_file_stream none;
-    EXPECT_FALSE(none.is_open());
-    none.close();
-    for (const text_encoding& e : {enc(qel::cs_utf8), enc(qel::cs_ansi, detect)}) {
-        EXPECT_FALSE(none.open(dir.wide("missing.txt"), file_stream_mode::read(), e));
-        EXPECT_TRUE(none.error());
-        EXPECT_EQ(none.get_encoding().get(), 0u);
-    }
-    auto p = qel::text_file_stream_factory(dir.wide("no/such/dir.txt"), file_stream_mode::create(),
-                                           enc(qel::cs_utf16le));
-    ASSERT_NE(p, nullptr);
-    EXPECT_FALSE(p->is_open());
-    EXPECT_TRUE(p->error());
-    EXPECT_EQ(p->get_encoding().get(), 0u);
-}
-
 TEST(TextFileOpen, CloseAndReopen) {
     temp_dir dir;
     text_file_stream s;
@@ -415,27 +355,6 @@ TEST(TextFileOpen, CloseAndReopen) {
     EXPECT_EQ(read_bytes(dir.path("b.txt")), "\xEF\xBB\xBF");
     text_file_stream moved(std::move(s));
     EXPECT_FALSE(moved.is_open());
-}
-
-TEST(TextFileOpen, CodepageAndUnknownCharsetsDoNothing) {
-    temp_dir dir;
-    for (const text_encoding& e : {text_encoding(qel::cs_codepage, 1251, 0), text_encoding(7u)}) {
-        auto s = reader(dir, "abc\r\ndef", e);
-        EXPECT_TRUE(s.get_encoding() == e);
-        std::wstring text = L"keep";
-        s.read_line(text);
-        EXPECT_EQ(text, L"keep");
-        s.read_solid_text(text);
-        EXPECT_EQ(text, L"keep");
-        EXPECT_EQ(s.read_char(), L'\0');
-        EXPECT_EQ(written(dir, e,
-                          [](text_file_stream& w) {
-                              w.write_line(L"abc");
-                              w.write_char(L'x');
-                              w.write_solid_text(L"def");
-                          }),
-                  "");
-    }
 }
 
 } // namespace
