@@ -287,6 +287,20 @@ TEST(CompressShellTest, DestructorEmitsPendingDataAndSwallowsErrors) {
             EXPECT_TRUE(throws_compress_error([&] { s.flush(); }, "output stream error"));
             s.write(input.data(), 10);
         } // the destructor's failure does not escape
+
+        // A moved-from stream is spent: it moves no bytes and is never ok.
+        recording_target unused;
+        qel::deflate_stream from(unused, method);
+        qel::deflate_stream to(std::move(from));
+        qel::inflate_stream source(unused, method);
+        qel::inflate_stream taken(std::move(source));
+        from.write(input.data(), input.size());
+        from.flush();
+        std::size_t count = 7;
+        source.read(buffer, 1, &count);
+        EXPECT_EQ(count, 0u);
+        EXPECT_TRUE(unused.written.empty());
+        EXPECT_TRUE(!from.ok() && from.error() && !source.ok() && source.error());
     }
 }
 
