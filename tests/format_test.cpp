@@ -224,6 +224,8 @@ TEST(FormatFloat, RoundingAndDigits) {
         {1e20, -1, -1, L"1e+20"},
         {1.5e-7, -1, -1, L"1.5e-07"},
         {1234.5, 3, -1, L"1234.500"},
+        {1.5, 400, -1, L"1.500000000000000"}, // the scale overflows: no rounding
+        {0.0, 400, -1, L"0.000000000000000"},
         {12.345, -50, -1, L"0.000000"}, // rounded to 10^50; printf's default decimals
     };
     for (const auto& c : cases) {

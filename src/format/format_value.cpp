@@ -112,7 +112,8 @@ template <class T> T round_decimals(T value, int k) {
     for (int i = 0; i > k && scale != 0; --i)
         scale /= 10;
     const T product = value * scale;
-    if (std::isinf(product))
+    // An infinite scale times zero gives NaN: that value stays as it is, like an overflow.
+    if (!std::isfinite(product))
         return value;
     T ip = 0;
     T frac = std::modf(product, &ip);
