@@ -2,6 +2,7 @@
 #include "format/format_internal.h"
 
 #include <string>
+#include <type_traits>
 
 namespace qel {
 namespace {

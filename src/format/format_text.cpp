@@ -5,8 +5,10 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <system_error>
+#include <utility>
 
 namespace qel {
 namespace detail {

@@ -1,6 +1,7 @@
 // do_format: numbers, booleans, dates, times and timestamps under a format record.
 #include "format/format_internal.h"
 
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -15,7 +16,7 @@ namespace qel {
 namespace {
 
 void pad_front(std::wstring& text, std::int32_t width) {
-    if (width != -1 && width > 0 && text.size() < static_cast<std::size_t>(width))
+    if (width > 0 && text.size() < static_cast<std::size_t>(width))
         text.insert(0, static_cast<std::size_t>(width) - text.size(), L' ');
 }
 
