@@ -142,6 +142,10 @@ TEST(FormatText, ReadingRules) {
     ASSERT_TRUE(str_to_format(L"S(dd.mm.yyyy;.;hh:mm:ss:ii;:;s;.; ;3)", s));
     EXPECT_TRUE(s.use_system_time_zone);
     EXPECT_EQ(s.time_zone_offset, 1080000);
+    ASSERT_TRUE(str_to_format(L"S(;.;;:;;.; ;+0.0025)", s));
+    EXPECT_EQ(s.time_zone_offset, 900);
+    ASSERT_TRUE(str_to_format(L"S(;.;;:;;.; ;-5e-1)", s));
+    EXPECT_EQ(s.time_zone_offset, -180000);
     ASSERT_TRUE(str_to_format(L"S(;;;;)", s));
     EXPECT_EQ(s.date.separator, L';');
     EXPECT_EQ(s.time.mask, L"hh:mm:ss:ii");

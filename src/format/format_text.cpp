@@ -182,7 +182,7 @@ public:
             *flag = read.find(letter) != std::wstring::npos;
     }
 
-    // Hours as a decimal number that fills the field.
+    // Hours as a decimal number (an exponent allowed, as strtod reads it) that fills the field.
     void hours(std::int64_t& out) {
         if (stopped())
             return;
@@ -202,7 +202,7 @@ public:
         if (first != last && *first == '+')
             ++first;
         double value = 0;
-        const auto [ptr, ec] = std::from_chars(first, last, value, std::chars_format::fixed);
+        const auto [ptr, ec] = std::from_chars(first, last, value, std::chars_format::general);
         const double scaled = value * 360000.0;
         if (ec != std::errc() || ptr != last || first == last || !std::isfinite(scaled) ||
             std::fabs(scaled) >= 9.2e18) {
