@@ -198,7 +198,7 @@ private:
     const IAllFormatSet& set_;
 };
 
-// Helpers on format specifications: texts of sections such as "I(8;';;-;;)D(@short)", where
+// Helpers on format texts: sections such as "I(8;';;-;;)D(@short)", where
 // a section starting with "@" names a format of the set.
 QEL_API bool has_format(E_Format k, const std::wstring& spec);
 QEL_API void remove_format(E_Format k, std::wstring& spec);

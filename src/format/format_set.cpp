@@ -1,4 +1,4 @@
-// Format specifications and formatting through a caller's format set.
+// Format texts with named sections, and formatting through a caller's format set.
 #include "format/format_internal.h"
 
 #include <string>
