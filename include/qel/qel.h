@@ -4,6 +4,7 @@
 #include <qel/compress.h>
 #include <qel/datetime.h>
 #include <qel/exception.h>
+#include <qel/format.h>
 #include <qel/log.h>
 #include <qel/serialize.h>
 #include <qel/stream.h>

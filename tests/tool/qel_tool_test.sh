@@ -159,8 +159,16 @@ run 1 dump broken.bin
 says "broken data in 'broken.bin' at byte 7: seriated data broken"
 [ "$out" = $'0 1 bool true\n1 7 int32 7' ] || fail "dump before the break gave: $out"
 
+# format: a negative amount under an inline integer format, and a format text explained.
+run 0 format --spec "I(;';nu;-; ;EUR)" -- -1234
+[ "$out" = "(1'234 EUR)" ] || fail "format gave: $out"
+run 0 format --explain 'D(;/)'
+[ "$out" = $'date format:\n  mask "dd.mm.yyyy", separator \'/\'' ] || fail "format --explain gave: $out"
+run 1 format x --spec 'I(;;;-;;)'
+says "'x' is not an integer"
+
 # Help on every command, -- ending the options, and messages with the system's reason.
-for command in demo compress decompress convert translit date log dump; do
+for command in demo compress decompress convert translit date log dump format; do
     run 0 "$command" --help
     [[ "$out" == usage:* ]] || fail "$command --help: $out"
     run 0 "$command" -h

@@ -163,6 +163,14 @@ void demo_datetime() {
     std::cout << "  29.02.2004 23:00 plus 1 day 02:30: " << stamp << "\n";
 }
 
+void demo_format() {
+    std::cout << "== value formatting\n";
+    qel::float_format money;
+    const bool read = qel::str_to_format(L"F(12;2;; ;,;nu;-; ;EUR)", money);
+    std::cout << "  -1234.565 under F(12;2;; ;,;nu;-; ;EUR)" << (read ? "" : " (unread)") << ": ["
+              << qel_tool::to_utf8(qel::do_format(-1234.565, money)) << "]\n";
+}
+
 void demo_log(const std::filesystem::path& folder) {
     std::cout << "== log file shared by threads\n";
     const auto name = folder / "demo.log";
@@ -241,6 +249,7 @@ int run_demo(const arguments& args) {
     demo_text(folder);
     demo_compression();
     demo_datetime();
+    demo_format();
     demo_log(folder);
     demo_serialization();
     std::filesystem::remove_all(folder);

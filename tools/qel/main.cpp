@@ -70,6 +70,14 @@ const command commands[] = {
      "blank. --parse checks TEXT as a date and prints its day value and weekday; a text that\n"
      "is no valid date gives a message and exit code 1.\n",
      qel_tool::run_date},
+    {"format", "format VALUE --spec TEXT | format --explain TEXT",
+     "show a value under a format text, or explain a format text",
+     "TEXT holds sections such as I(8;';n;-;;) for integers, F(;2;;;,;;-;;) for numbers,\n"
+     "B(yes;no;) for booleans, D(dd.mm.yyyy;.), T(hh:mm:ss:ii;:;p;.) and\n"
+     "S(dd.mm.yyyy;.;hh:mm:ss:ii;:;;.; ;) for dates, times and timestamps. The first section\n"
+     "decides how VALUE is read. --explain prints the record each section reads as. A VALUE\n"
+     "of the wrong kind gives a message and exit code 1.\n",
+     qel_tool::run_format},
     {"log", "log [--no-prefix] [--header TEXT] FILE TEXT...",
      "append one record (TEXT... joined by blanks) to the log FILE",
      "The record is one line: the local date, a tab, the time (hh:mm:ss:ii), a tab, then the\n"
