@@ -60,31 +60,46 @@ std::wstring text_of(int number) {
 
 qel::variant make_qel(const source_value& s) {
     switch (s.kind) {
-    case 0: return qel::variant(s.number);
-    case 1: return qel::variant(s.number * 0.25);
-    case 2: return qel::variant(text_of(s.number));
-    case 3: return qel::variant(s.number != 0);
-    default: return qel::variant(qel::date_aux_{}, default_day + s.number);
+    case 0:
+        return qel::variant(s.number);
+    case 1:
+        return qel::variant(s.number * 0.25);
+    case 2:
+        return qel::variant(text_of(s.number));
+    case 3:
+        return qel::variant(s.number != 0);
+    default:
+        return qel::variant(qel::date_aux_{}, default_day + s.number);
     }
 }
 
 QVariant make_qt(const source_value& s) {
     switch (s.kind) {
-    case 0: return QVariant(s.number);
-    case 1: return QVariant(s.number * 0.25);
-    case 2: return QVariant(QString::fromStdWString(text_of(s.number)));
-    case 3: return QVariant(s.number != 0);
-    default: return QVariant(QDate::fromJulianDay(julian_offset + default_day + s.number));
+    case 0:
+        return QVariant(s.number);
+    case 1:
+        return QVariant(s.number * 0.25);
+    case 2:
+        return QVariant(QString::fromStdWString(text_of(s.number)));
+    case 3:
+        return QVariant(s.number != 0);
+    default:
+        return QVariant(QDate::fromJulianDay(julian_offset + default_day + s.number));
     }
 }
 
 std_value make_std(const source_value& s) {
     switch (s.kind) {
-    case 0: return s.number;
-    case 1: return s.number * 0.25;
-    case 2: return text_of(s.number);
-    case 3: return s.number != 0;
-    default: return day{default_day + s.number};
+    case 0:
+        return s.number;
+    case 1:
+        return s.number * 0.25;
+    case 2:
+        return text_of(s.number);
+    case 3:
+        return s.number != 0;
+    default:
+        return day{default_day + s.number};
     }
 }
 
@@ -138,15 +153,33 @@ int order_std(const std_value& a, const std_value& b) {
     return (a == b ? 4 : 0) + (o < 0 ? -1 : o > 0);
 }
 
-void BM_construct_qel(benchmark::State& s) { construct<qel::variant>(s, make_qel); }
-void BM_construct_qt(benchmark::State& s) { construct<QVariant>(s, make_qt); }
-void BM_construct_std(benchmark::State& s) { construct<std_value>(s, make_std); }
-void BM_copy_qel(benchmark::State& s) { copy<qel::variant>(s, make_qel); }
-void BM_copy_qt(benchmark::State& s) { copy<QVariant>(s, make_qt); }
-void BM_copy_std(benchmark::State& s) { copy<std_value>(s, make_std); }
-void BM_compare_qel(benchmark::State& s) { compare<qel::variant>(s, make_qel, order_qel); }
-void BM_compare_qt(benchmark::State& s) { compare<QVariant>(s, make_qt, order_qt); }
-void BM_compare_std(benchmark::State& s) { compare<std_value>(s, make_std, order_std); }
+void BM_construct_qel(benchmark::State& s) {
+    construct<qel::variant>(s, make_qel);
+}
+void BM_construct_qt(benchmark::State& s) {
+    construct<QVariant>(s, make_qt);
+}
+void BM_construct_std(benchmark::State& s) {
+    construct<std_value>(s, make_std);
+}
+void BM_copy_qel(benchmark::State& s) {
+    copy<qel::variant>(s, make_qel);
+}
+void BM_copy_qt(benchmark::State& s) {
+    copy<QVariant>(s, make_qt);
+}
+void BM_copy_std(benchmark::State& s) {
+    copy<std_value>(s, make_std);
+}
+void BM_compare_qel(benchmark::State& s) {
+    compare<qel::variant>(s, make_qel, order_qel);
+}
+void BM_compare_qt(benchmark::State& s) {
+    compare<QVariant>(s, make_qt, order_qt);
+}
+void BM_compare_std(benchmark::State& s) {
+    compare<std_value>(s, make_std, order_std);
+}
 
 } // namespace
 

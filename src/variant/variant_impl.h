@@ -177,11 +177,12 @@ public:
         return other.get_string().empty() ? 0 : -1;
     }
     std::wstring to_string() const override { return {}; }
-    void store(out_serialize& out) const override { out.add_wstring(value_); }
-    const std::wstring& get_string() const override { return value_; }
-
-private:
-    std::wstring value_;
+    void store(out_serialize& out) const override { out.add_wstring(get_string()); }
+    // A function-local empty text keeps the singleton itself constant-initialised.
+    const std::wstring& get_string() const override {
+        static const std::wstring empty;
+        return empty;
+    }
 };
 
 class EmptyAsciiStringImpl_ final
@@ -194,11 +195,11 @@ public:
         return other.get_ascii_string().empty() ? 0 : -1;
     }
     std::wstring to_string() const override { return {}; }
-    void store(out_serialize& out) const override { out.add_string(value_); }
-    const std::string& get_ascii_string() const override { return value_; }
-
-private:
-    std::string value_;
+    void store(out_serialize& out) const override { out.add_string(get_ascii_string()); }
+    const std::string& get_ascii_string() const override {
+        static const std::string empty;
+        return empty;
+    }
 };
 
 class ZeroIntImpl_ final : public VariantBase_<VariantBase_singleton_, variant_integer> {

@@ -220,8 +220,11 @@ void demo_serialization() {
 
 void demo_variant() {
     std::cout << "== variant\n";
-    const qel::variant values[] = {qel::variant(), qel::variant(42), qel::variant(2.5),
-                                   qel::variant(L"text"), qel::variant(qel::date(31, 1, 2004)),
+    const qel::variant values[] = {qel::variant(),
+                                   qel::variant(42),
+                                   qel::variant(2.5),
+                                   qel::variant(L"text"),
+                                   qel::variant(qel::date(31, 1, 2004)),
                                    qel::variant(true)};
     qel::inout_serialize io;
     for (const auto& v : values) {

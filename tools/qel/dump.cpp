@@ -55,7 +55,8 @@ template <class T> std::string number(T value) {
 
 std::string quoted_text(const std::string& text) {
     std::string out = "\"";
-    for (unsigned char c : text) {
+    for (const char ch : text) {
+        const auto c = static_cast<unsigned char>(ch);
         if (c == '"' || c == '\\') {
             out += '\\';
             out += static_cast<char>(c);
