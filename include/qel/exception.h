@@ -4,10 +4,13 @@
 
 #include <qel/export.h>
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
 namespace qel {
+
+enum E_VariantType : std::int32_t;
 
 class QEL_API basic_exception : public std::runtime_error {
 public:
@@ -48,6 +51,13 @@ public:
     explicit variant_error(const char* message);
     explicit variant_error(const std::string& message);
     ~variant_error() override;
+};
+
+// "incompatible types: " and the texts of both type numbers.
+class QEL_API variant_type_mismatch : public variant_error {
+public:
+    variant_type_mismatch(E_VariantType a, E_VariantType b);
+    ~variant_type_mismatch() override;
 };
 
 // A value does not fit the 32-bit integer of a variant.

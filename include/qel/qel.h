@@ -9,4 +9,5 @@
 #include <qel/serialize.h>
 #include <qel/stream.h>
 #include <qel/text_encoding.h>
+#include <qel/variant.h>
 #include <qel/version.h>

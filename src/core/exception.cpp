@@ -1,6 +1,9 @@
 #include <qel/exception.h>
 
 #include "core/utf8.h"
+#include "variant/variant_messages.h"
+
+#include <qel/variant.h>
 
 #include <cstring>
 
@@ -36,10 +39,16 @@ variant_error::variant_error(const char* message) : basic_exception(message) {}
 variant_error::variant_error(const std::string& message) : basic_exception(message) {}
 variant_error::~variant_error() = default;
 
-variant_range_error::variant_range_error() : variant_error("value out of integer range") {}
+variant_type_mismatch::variant_type_mismatch(E_VariantType a, E_VariantType b)
+    : variant_error(detail::variant_messages::incompatible_types + variant_type_to_string(a) +
+                    detail::variant_messages::type_separator + variant_type_to_string(b)) {}
+variant_type_mismatch::~variant_type_mismatch() = default;
+
+variant_range_error::variant_range_error()
+    : variant_error(detail::variant_messages::out_of_range) {}
 variant_range_error::~variant_range_error() = default;
 
-bad_variant_type::bad_variant_type() : variant_error("bad variant type") {}
+bad_variant_type::bad_variant_type() : variant_error(detail::variant_messages::bad_type) {}
 bad_variant_type::~bad_variant_type() = default;
 
 namespace detail {

@@ -167,6 +167,11 @@ run 0 format --explain 'D(;/)'
 run 1 format x --spec 'I(;;;-;;)'
 says "'x' is not an integer"
 
+# dump shows stored variants (integer 5, string "A", date 01.01.2001) beside their values.
+printf '\x07\x02\x00\x00\x00\x07\x05\x00\x00\x00\x07\x01\x00\x00\x00\x0f\x01\x00\x00\x00A\x00\x07\x05\x00\x00\x00\x12\x84\x25\x0b\x00' >variants.bin
+run 0 dump variants.bin
+[ "$out" = $'0 7 int32 2\n1 7 int32 5 = variant integer "5"\n2 7 int32 1\n3 15 wstring "A" = variant string "A"\n4 7 int32 5\n5 18 date 730500 (01.01.2001) = variant date "01.01.2001"' ] || fail "dump of variants gave: $out"
+
 # Help on every command, -- ending the options, and messages with the system's reason.
 for command in demo compress decompress convert translit date log dump format; do
     run 0 "$command" --help

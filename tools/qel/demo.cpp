@@ -226,6 +226,33 @@ void demo_serialization() {
     }
 }
 
+void demo_variant() {
+    std::cout << "== variant\n";
+    const qel::variant values[] = {qel::variant(),
+                                   qel::variant(42),
+                                   qel::variant(2.5),
+                                   qel::variant(L"text"),
+                                   qel::variant(qel::date(31, 1, 2004)),
+                                   qel::variant(true)};
+    qel::inout_serialize io;
+    for (const auto& v : values) {
+        std::cout << "  " << qel::variant_type_to_string(v.type()) << " \""
+                  << to_utf8(v.to_string()) << "\"\n";
+        v.store(io);
+    }
+    std::cout << "  42 sorts before 2.5 (integers before floats): "
+              << (values[1].compare(values[2]) < 0 ? "yes" : "no") << "\n";
+    try {
+        (void)values[1].get_string();
+    } catch (const qel::variant_type_mismatch& e) {
+        std::cout << "  42 as a string: \"" << e.what() << "\"\n";
+    }
+    bool same = true;
+    for (const auto& v : values)
+        same = same && qel::variant(static_cast<const qel::in_serialize&>(io)).is_equal(v);
+    std::cout << "  stored and loaded back equal: " << (same ? "yes" : "no") << "\n";
+}
+
 std::filesystem::path make_temp_folder() {
     std::random_device seed;
     auto base = std::filesystem::temp_directory_path();
@@ -252,6 +279,7 @@ int run_demo(const arguments& args) {
     demo_format();
     demo_log(folder);
     demo_serialization();
+    demo_variant();
     std::filesystem::remove_all(folder);
     std::cout << "done; temporary folder removed\n";
     return 0;

@@ -1,12 +1,14 @@
 // qel dump: the elements of seriated data or of a serialization stream, one per line as
 // index, tag, type name and value. Broken data ends the listing with the byte offset of the
-// element or chunk that could not be read.
+// element or chunk that could not be read. A stored variant (an int32 type number 1..8 and an
+// element of the matching tag) also shows its type name and text beside its value.
 #include "commands.h"
 #include "io.h"
 #include "options.h"
 
 #include <qel/compress.h>
 #include <qel/serialize.h>
+#include <qel/variant.h>
 
 #include <charconv>
 #include <cstdint>
@@ -179,6 +181,31 @@ std::string element_line(const qel::seriated_buffer& b, std::size_t index,
     return line.str();
 }
 
+// The element tag that follows each stored variant type number 1..8. A none variant has no
+// value element and cannot be told from a plain int32 0, so it is not shown.
+constexpr unsigned variant_value_tags[9] = {0, 15, 7, 13, 1, 18, 17, 21, 22};
+
+// " = variant TYPE TEXT" when elements index-1 and index hold a stored variant.
+std::string variant_note(const qel::seriated_buffer& b, std::size_t index) {
+    if (index == 0)
+        return {};
+    bytes form;
+    b.get_seriated_data_range(at(index - 1), at(index + 1), form);
+    const auto* p = reinterpret_cast<const unsigned char*>(form.data());
+    if (p[0] != 7)
+        return {};
+    const auto type = static_cast<std::int32_t>(little_endian(p + 1, 4));
+    if (type < 1 || type > 8 || p[5] != variant_value_tags[type])
+        return {};
+    try {
+        const qel::variant v{qel::in_serialize(form)};
+        return " = variant " + qel::variant_type_to_string(v.type()) + ' ' +
+               quoted_text(to_utf8(v.to_string()));
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
 class lister {
 public:
     explicit lister(std::string name) : name_(std::move(name)) {}
@@ -221,7 +248,7 @@ public:
 private:
     void list(const qel::seriated_buffer& b) {
         for (std::size_t i = 0; i < b.size(); ++i)
-            std::cout << element_line(b, i, shown_++) << '\n';
+            std::cout << element_line(b, i, shown_++) << variant_note(b, i) << '\n';
     }
     [[noreturn]] void broken(const std::string& what, std::size_t offset) {
         std::cout.flush();
