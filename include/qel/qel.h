@@ -5,6 +5,7 @@
 #include <qel/datetime.h>
 #include <qel/exception.h>
 #include <qel/log.h>
+#include <qel/param_line.h>
 #include <qel/serialize.h>
 #include <qel/stream.h>
 #include <qel/text_encoding.h>
