@@ -1,5 +1,7 @@
 #include <qel/param_line.h>
 
+#include "config/decimal_text.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -409,7 +411,7 @@ void param_line::set_string(int id, const std::wstring& value) {
 void param_line::set_int(int id, int value) {
     param_& p = set_param_(id);
     check_type_(p, plit_integer);
-    p.value = std::to_wstring(value);
+    p.value = detail::decimal_text(value);
 }
 
 void param_line::set_double(int id, double value) {

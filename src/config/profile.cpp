@@ -1,6 +1,7 @@
 #include <qel/profile.h>
 #include <qel/stream.h>
 
+#include "config/decimal_text.h"
 #include "config/profile_format.h"
 #include "config/profile_save.h"
 
@@ -17,34 +18,19 @@ namespace qel {
 namespace detail {
 namespace {
 
-// The global locale's upper case at the time a map is made; the first 256 units are looked
-// up once, since the facet's virtual call would dominate every comparison.
-class upper_case {
-public:
-    upper_case() : locale_(), facet_(&std::use_facet<std::ctype<wchar_t>>(locale_)) {
-        for (std::size_t c = 0; c < low_.size(); ++c)
-            low_[c] = facet_->toupper(static_cast<wchar_t>(c));
-    }
-    wchar_t operator()(wchar_t c) const {
-        return static_cast<std::uint32_t>(c) < low_.size() ? low_[static_cast<std::size_t>(c)]
-                                                           : facet_->toupper(c);
-    }
-
-private:
-    std::locale locale_;
-    const std::ctype<wchar_t>* facet_;
-    std::array<wchar_t, 256> low_{};
-};
-
-// Orders names by their upper-case code units (unsigned), the shorter first on a common
-// prefix, so that names differing in case are one name.
+// Orders names by their upper-case code units (unsigned) under the global locale of the
+// time the map is made, the shorter first on a common prefix, so that names differing in
+// case are one name. ASCII is looked up in a table made once per map, since the facet's
+// virtual call would dominate every comparison.
 class name_less {
 public:
     using is_transparent = void;
-    name_less() : upper_(std::make_shared<const upper_case>()) {}
+    name_less() : facet_(&std::use_facet<std::ctype<wchar_t>>(locale_)) {
+        for (std::size_t c = 0; c < ascii_.size(); ++c)
+            ascii_[c] = facet_->toupper(static_cast<wchar_t>(c));
+    }
 
     bool operator()(std::wstring_view a, std::wstring_view b) const {
-        const upper_case& upper = *upper_;
         const std::size_t n = std::min(a.size(), b.size());
         for (std::size_t i = 0; i < n; ++i) {
             const auto ua = static_cast<std::uint32_t>(upper(a[i]));
@@ -56,7 +42,14 @@ public:
     }
 
 private:
-    std::shared_ptr<const upper_case> upper_;
+    wchar_t upper(wchar_t c) const {
+        return static_cast<std::uint32_t>(c) < ascii_.size() ? ascii_[static_cast<std::size_t>(c)]
+                                                             : facet_->toupper(c);
+    }
+
+    std::locale locale_; // keeps the facet alive
+    const std::ctype<wchar_t>* facet_;
+    std::array<wchar_t, 128> ascii_{};
 };
 
 struct key_record {
@@ -323,17 +316,22 @@ public:
 
 namespace {
 
+struct named_line {
+    std::int32_t line;
+    const std::wstring* name;
+};
+
 template <class Map> void names_by_line(const Map& map, std::vector<std::wstring>& out) {
-    std::vector<std::pair<std::int32_t, const std::wstring*>> order;
+    std::vector<named_line> order;
     order.reserve(map.size());
     for (const auto& [name, record] : map)
-        order.emplace_back(record.line, &name);
+        order.push_back(named_line{record.line, &name});
     std::stable_sort(order.begin(), order.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
+                     [](const named_line& a, const named_line& b) { return a.line < b.line; });
     out.clear();
     out.reserve(order.size());
-    for (const auto& entry : order)
-        out.push_back(*entry.second);
+    for (const named_line& entry : order)
+        out.push_back(*entry.name);
 }
 
 } // namespace
@@ -476,7 +474,7 @@ std::wstring profile::read_multiline_wstr(profile_name section, profile_name key
 }
 
 void profile::write(profile_name section, profile_name key, int value) {
-    impl_->write(section.get(), key.get(), std::to_wstring(value));
+    impl_->write(section.get(), key.get(), detail::decimal_text(value));
 }
 void profile::write(profile_name section, profile_name key, bool value) {
     impl_->write(section.get(), key.get(), value ? L"1" : L"0");
