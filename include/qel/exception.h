@@ -74,6 +74,28 @@ public:
     ~bad_variant_type() override;
 };
 
+// Declared in full in param_line.h.
+enum E_ParamLineItemType : std::int32_t;
+
+// A parameter line failure: code 1 names could not be loaded, 2 unknown parameter, 3 no main
+// parameter, 4 '=' expected, 5 value or setter of the wrong type, 6 no macro, 7 unknown tag.
+class QEL_API param_line_error : public basic_exception {
+public:
+    param_line_error(const std::wstring& name, int code, E_ParamLineItemType type);
+    param_line_error(const param_line_error&) = default;
+    param_line_error& operator=(const param_line_error&) = default;
+    ~param_line_error() override;
+
+    const std::wstring& name() const { return name_; }
+    int code() const { return code_; }
+    E_ParamLineItemType type() const { return type_; }
+
+private:
+    std::wstring name_;
+    int code_;
+    E_ParamLineItemType type_;
+};
+
 namespace detail {
 
 // Unknown compression method code; reaches callers as compress_error.

@@ -6,6 +6,8 @@
 #include <qel/exception.h>
 #include <qel/format.h>
 #include <qel/log.h>
+#include <qel/param_line.h>
+#include <qel/profile.h>
 #include <qel/serialize.h>
 #include <qel/stream.h>
 #include <qel/text_encoding.h>

@@ -1,5 +1,6 @@
 #include <qel/exception.h>
 
+#include "config/param_line_messages.h"
 #include "core/utf8.h"
 #include "variant/variant_messages.h"
 
@@ -50,6 +51,11 @@ variant_range_error::~variant_range_error() = default;
 
 bad_variant_type::bad_variant_type() : variant_error(detail::variant_messages::bad_type) {}
 bad_variant_type::~bad_variant_type() = default;
+
+param_line_error::param_line_error(const std::wstring& name, int code, E_ParamLineItemType type)
+    : basic_exception(detail::param_line_messages::message(name, code, type)), name_(name),
+      code_(code), type_(type) {}
+param_line_error::~param_line_error() = default;
 
 namespace detail {
 

@@ -71,6 +71,12 @@ std::optional<file_attributes> get_file_attributes(const std::wstring& name,
 bool set_file_hidden(const std::wstring& name, std::error_code* error = nullptr);
 bool set_file_read_only(const std::wstring& name, bool read_only, std::error_code* error = nullptr);
 
+bool remove_file(const std::wstring& name, std::error_code* error = nullptr);
+// Puts `source` in place of `target` in one step once source is on the disk, so that a crash
+// leaves the old file or the new one whole; the new file keeps the target's permissions.
+bool replace_file(const std::wstring& source, const std::wstring& target,
+                  std::error_code* error = nullptr);
+
 // Stores `code` as a system error in `error`, when one is asked for; returns false.
 inline bool fail_with(int code, std::error_code* error) {
     if (error)

@@ -172,8 +172,24 @@ printf '\x07\x02\x00\x00\x00\x07\x05\x00\x00\x00\x07\x01\x00\x00\x00\x0f\x01\x00
 run 0 dump variants.bin
 [ "$out" = $'0 7 int32 2\n1 7 int32 5 = variant integer "5"\n2 7 int32 1\n3 15 wstring "A" = variant string "A"\n4 7 int32 5\n5 18 date 730500 (01.01.2001) = variant date "01.01.2001"' ] || fail "dump of variants gave: $out"
 
+# A profile changed in place keeps its comments and layout; names match in any case.
+printf '; settings\r\n[Main]\r\nKey   =   old  ; c\r\n\r\n[Other]\r\nx=1\r\n' >p.ini
+run 0 profile set p.ini main key new
+run 0 profile set p.ini Main added 2
+run 0 profile get p.ini MAIN KEY
+[ "$out" = new ] || fail "profile get gave '$out'"
+# The line end closing the file reads as one more empty line, which each save keeps.
+printf '; settings\r\n[Main]\r\nKey   =   new\r\nadded = 2\r\n\r\n[Other]\r\nx=1\r\n\r\n\r\n' >p.want
+same p.ini p.want
+run 0 profile list p.ini other
+[ "$out" = $'[Other]\nx = 1' ] || fail "profile list gave: $out"
+run 1 profile get p.ini Main missing
+says "no key 'missing' in section 'Main'"
+run 2 profile get p.ini
+says "wrong number of operands for 'get'"
+
 # Help on every command, -- ending the options, and messages with the system's reason.
-for command in demo compress decompress convert translit date log dump format; do
+for command in demo compress decompress convert translit date log dump format profile; do
     run 0 "$command" --help
     [[ "$out" == usage:* ]] || fail "$command --help: $out"
     run 0 "$command" -h

@@ -253,6 +253,21 @@ void demo_variant() {
     std::cout << "  stored and loaded back equal: " << (same ? "yes" : "no") << "\n";
 }
 
+void demo_profile(const std::filesystem::path& folder) {
+    std::cout << "== profile\n";
+    const auto name = (folder / "demo.ini").wstring();
+    { std::ofstream(folder / "demo.ini") << "; kept as written\n[Window]\nwidth = 640\n"; }
+    qel::profile settings(name);
+    settings.write("window", "width", settings.read("WINDOW", "Width", 0) * 2);
+    settings.write("Recent", "file1", L"notes.txt");
+    settings.flush();
+    std::ifstream in(folder / "demo.ini");
+    for (std::string line; std::getline(in, line);)
+        std::cout << "  "
+                  << (line.empty() || line.back() != '\r' ? line : line.substr(0, line.size() - 1))
+                  << "\n";
+}
+
 std::filesystem::path make_temp_folder() {
     std::random_device seed;
     auto base = std::filesystem::temp_directory_path();
@@ -280,6 +295,7 @@ int run_demo(const arguments& args) {
     demo_log(folder);
     demo_serialization();
     demo_variant();
+    demo_profile(folder);
     std::filesystem::remove_all(folder);
     std::cout << "done; temporary folder removed\n";
     return 0;

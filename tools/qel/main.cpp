@@ -92,6 +92,13 @@ const command commands[] = {
      "FILE may be - for standard input. Broken data gives a message with the byte offset of\n"
      "the element or chunk that cannot be read, and exit code 1.\n",
      qel_tool::run_dump},
+    {"profile", "profile get FILE SECTION KEY | set FILE SECTION KEY VALUE | list FILE [SECTION]",
+     "read, change or list the keys of a profile (INI) file",
+     "Section and key names are matched in any case. set keeps every comment, blank line and\n"
+     "the spelling of everything it does not change; a new key goes after the last key of its\n"
+     "section, a new section at the end. The file is replaced in one step, so an interrupted\n"
+     "set leaves the old file whole. A missing key or file is an error (exit code 1).\n",
+     qel_tool::run_profile},
 };
 
 void print_overview(std::ostream& out) {

@@ -152,6 +152,40 @@ bool set_file_read_only(const std::wstring& name, bool read_only, std::error_cod
     return ::chmod(posix_path(name).c_str(), mode) == 0 || fail_with(errno, error);
 }
 
+bool remove_file(const std::wstring& name, std::error_code* error) {
+    return ::unlink(posix_path(name).c_str()) == 0 || fail_with(errno, error);
+}
+
+bool replace_file(const std::wstring& source, const std::wstring& target, std::error_code* error) {
+    const std::string from = posix_path(source);
+    const std::string to = posix_path(target);
+    const int fd = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return fail_with(errno, error);
+    struct stat old_info {};
+    if (::stat(to.c_str(), &old_info) == 0)
+        ::fchmod(fd, old_info.st_mode & 07777);
+    if (::fsync(fd) != 0) {
+        const int code = errno;
+        ::close(fd);
+        return fail_with(code, error);
+    }
+    ::close(fd);
+    if (::rename(from.c_str(), to.c_str()) != 0)
+        return fail_with(errno, error);
+    // The new name itself must reach the disk too.
+    const std::size_t slash = to.rfind('/');
+    const std::string folder = slash == std::string::npos ? "."
+                               : slash == 0               ? "/"
+                                                          : to.substr(0, slash);
+    const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir >= 0) {
+        ::fsync(dir);
+        ::close(dir);
+    }
+    return true;
+}
+
 std::string_view native_line_end() {
     return "\n";
 }

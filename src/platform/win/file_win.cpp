@@ -163,4 +163,30 @@ std::string_view native_line_end() {
     return "\r\n";
 }
 
+bool remove_file(const std::wstring& name, std::error_code* error) {
+    return ::DeleteFileW(name.c_str()) != 0 || fail_with_last_error(error);
+}
+
+bool replace_file(const std::wstring& source, const std::wstring& target, std::error_code* error) {
+    const HANDLE file = ::CreateFileW(source.c_str(), GENERIC_WRITE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return fail_with_last_error(error);
+    const bool flushed = ::FlushFileBuffers(file) != 0;
+    const DWORD flush_error = ::GetLastError();
+    ::CloseHandle(file);
+    if (!flushed)
+        return fail_with(static_cast<int>(flush_error), error);
+    // The replacement takes the attributes of its source: hand over the old file's.
+    const DWORD kept = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE |
+                       FILE_ATTRIBUTE_NOT_CONTENT_INDEXED;
+    const DWORD old_attributes = attributes_of(target);
+    if (old_attributes != INVALID_FILE_ATTRIBUTES && (old_attributes & kept) != 0)
+        ::SetFileAttributesW(source.c_str(), old_attributes & kept);
+    return ::MoveFileExW(source.c_str(), target.c_str(),
+                         MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0 ||
+           fail_with_last_error(error);
+}
+
 } // namespace qel::platform
