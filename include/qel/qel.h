@@ -5,7 +5,9 @@
 #include <qel/datetime.h>
 #include <qel/exception.h>
 #include <qel/log.h>
+#include <qel/mem_pool.h>
 #include <qel/serialize.h>
 #include <qel/stream.h>
 #include <qel/text_encoding.h>
+#include <qel/thread.h>
 #include <qel/version.h>
