@@ -35,7 +35,11 @@ void worker_thread::start() {
     join_();
     shutdown_.exchange(false);
     finished_.reset();
-    thread_ = std::thread([this] { thread_body_(); });
+    {
+        // The new thread may join itself before the assignment is done.
+        std::lock_guard lock(join_mutex_);
+        thread_ = std::thread([this] { thread_body_(); });
+    }
     std::this_thread::yield();
 }
 
@@ -77,11 +81,12 @@ void worker_thread::thread_body_() {
 }
 
 void worker_thread::join_() {
+    // Checked before the lock: another thread may hold it while joining this one.
+    if (get_id() == std::this_thread::get_id())
+        throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
     std::lock_guard lock(join_mutex_);
     if (!thread_.joinable())
         return;
-    if (thread_.get_id() == std::this_thread::get_id())
-        throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
     thread_.join();
     thread_ = std::thread();
     record_id_(std::thread::id());
