@@ -4,6 +4,7 @@
 #include <qel/mem_pool.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <mutex>
@@ -20,11 +21,30 @@ constexpr std::uint64_t chunk_byte_cap = 0x3FFFF;
 
 struct bucket;
 
-struct slot_header {
-    bucket* owner;
-    slot_header* next;
-};
-static_assert(sizeof(slot_header) == header_size);
+// Slots are packed at odd strides, so header fields are copied rather than read in place.
+using slot = unsigned char*;
+
+template <class T> T load(const unsigned char* at) {
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    return value;
+}
+template <class T> void store(unsigned char* at, T value) {
+    std::memcpy(at, &value, sizeof value);
+}
+bucket* owner_of(slot s) {
+    return load<bucket*>(s);
+}
+slot next_of(slot s) {
+    return load<slot>(s + sizeof(bucket*));
+}
+void set_owner(slot s, bucket* b) {
+    store(s, b);
+}
+void set_next(slot s, slot next) {
+    store(s + sizeof(bucket*), next);
+}
+static_assert(2 * sizeof(void*) == header_size);
 
 struct chunk {
     chunk* next;
@@ -35,7 +55,7 @@ struct chunk {
 struct bucket {
     std::uint64_t slot_size;
     std::uint64_t newest_count = 0;
-    slot_header* free_head = nullptr;
+    slot free_head = nullptr;
     chunk* chunks = nullptr;
 };
 
@@ -63,11 +83,11 @@ void add_chunk(bucket& b, std::uint64_t count) {
     b.chunks = c;
     b.newest_count = count;
     // Threaded backwards so the chunk's last slot is handed out first.
-    slot_header* previous = nullptr;
+    slot previous = nullptr;
     for (std::uint64_t i = 0; i < count; ++i) {
-        auto* s = reinterpret_cast<slot_header*>(c->memory + i * b.slot_size);
-        s->owner = &b;
-        s->next = previous;
+        slot s = c->memory + i * b.slot_size;
+        set_owner(s, &b);
+        set_next(s, previous);
         previous = s;
     }
     b.free_head = previous;
@@ -84,7 +104,7 @@ bucket* new_bucket(std::uint64_t size) {
     return b;
 }
 
-slot_header* take_slot(bucket& b) {
+slot take_slot(bucket& b) {
     if (b.free_head == nullptr) {
         std::uint64_t count = 2 * b.newest_count;
         if (count * b.slot_size > chunk_byte_cap) {
@@ -94,9 +114,9 @@ slot_header* take_slot(bucket& b) {
         }
         add_chunk(b, count);
     }
-    slot_header* s = b.free_head;
-    b.free_head = s->next;
-    s->next = nullptr;
+    slot s = b.free_head;
+    b.free_head = next_of(s);
+    set_next(s, nullptr);
     return s;
 }
 
@@ -131,10 +151,10 @@ public:
         if (size >= limit_) {
             if (size > std::numeric_limits<std::uint64_t>::max() - header_size)
                 throw std::bad_alloc();
-            auto* s = static_cast<slot_header*>(heap_alloc(size + header_size));
-            s->owner = nullptr;
-            s->next = nullptr;
-            return s + 1;
+            auto s = static_cast<slot>(heap_alloc(size + header_size));
+            set_owner(s, nullptr);
+            set_next(s, nullptr);
+            return s + header_size;
         }
         lock();
         struct unlock_at_end {
@@ -144,16 +164,16 @@ public:
         bucket*& b = buckets_[size];
         if (b == nullptr)
             b = new_bucket(size);
-        return take_slot(*b) + 1;
+        return take_slot(*b) + header_size;
     }
 
     void free(void* p) {
         if (p == nullptr)
             return;
-        slot_header* s = static_cast<slot_header*>(p) - 1;
+        slot s = static_cast<slot>(p) - header_size;
         lock();
-        if (bucket* b = s->owner) {
-            s->next = b->free_head;
+        if (bucket* b = owner_of(s)) {
+            set_next(s, b->free_head);
             b->free_head = s;
         } else {
             std::free(s);
