@@ -6,10 +6,12 @@
 #include <qel/exception.h>
 #include <qel/format.h>
 #include <qel/log.h>
+#include <qel/mem_pool.h>
 #include <qel/param_line.h>
 #include <qel/profile.h>
 #include <qel/serialize.h>
 #include <qel/stream.h>
 #include <qel/text_encoding.h>
+#include <qel/thread.h>
 #include <qel/variant.h>
 #include <qel/version.h>

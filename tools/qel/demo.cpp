@@ -280,6 +280,37 @@ std::filesystem::path make_temp_folder() {
 
 } // namespace
 
+// Waits for the go signal, then takes one 48-byte block from the shared pool.
+struct pool_body : qel::IThreadBody {
+    qel::mem_pool& pool;
+    qel::thread_event go;
+    void* block = nullptr;
+    explicit pool_body(qel::mem_pool& p) : pool(p) {}
+    void run(qel::IThreadState& state) override {
+        while (!go.wait(qel::time_period(10)))
+            if (state.is_shutdown())
+                return;
+        block = pool.alloc(48);
+    }
+};
+
+void demo_threads() {
+    std::cout << "== threads and memory\n";
+    qel::mem_pool pool(256, qel::mem_pool::multi_thread);
+    pool_body body(pool);
+    qel::worker_thread worker(body);
+    worker.start();
+    void* mine = pool.alloc(48);
+    pool.free(mine);
+    std::cout << "  worker waiting; joined within 0 ms: "
+              << (worker.join(qel::time_period(0)) ? "yes" : "no") << "\n";
+    body.go.signal();
+    worker.join();
+    std::cout << "  after the event the worker took the slot main had freed: "
+              << (body.block == mine ? "yes" : "no") << "\n";
+    pool.free(body.block);
+}
+
 int run_demo(const arguments& args) {
     if (!args.empty())
         usage_error("takes no arguments");
@@ -296,6 +327,7 @@ int run_demo(const arguments& args) {
     demo_serialization();
     demo_variant();
     demo_profile(folder);
+    demo_threads();
     std::filesystem::remove_all(folder);
     std::cout << "done; temporary folder removed\n";
     return 0;
