@@ -67,18 +67,6 @@ bool split_segments(const std::wstring& line, std::vector<std::wstring>& segment
     return true;
 }
 
-bool to_int(const std::wstring& text, int& out) {
-    if (text.empty())
-        return false;
-    wchar_t* end = nullptr;
-    errno = 0;
-    const long value = std::wcstol(text.c_str(), &end, 10);
-    if (errno == ERANGE || end != text.c_str() + text.size() || value < INT_MIN || value > INT_MAX)
-        return false;
-    out = static_cast<int>(value);
-    return true;
-}
-
 bool is_c_space(wchar_t c) {
     return c == L' ' || (c >= L'\t' && c <= L'\r');
 }
@@ -122,7 +110,7 @@ bool to_double(const std::wstring& text, double& out) {
 
 bool to_bool(const std::wstring& text, bool& out) {
     int value = 0;
-    if (!to_int(text, value) || (value != 0 && value != 1))
+    if (!detail::read_decimal(text, value) || (value != 0 && value != 1))
         return false;
     out = value == 1;
     return true;
@@ -162,7 +150,7 @@ bool converts_to(const std::wstring& text, E_ParamLineItemType type) {
         return true;
     case plit_integer: {
         int v = 0;
-        return to_int(text, v);
+        return detail::read_decimal(text, v);
     }
     case plit_float: {
         double v = 0;
@@ -330,7 +318,7 @@ std::wstring param_line::get_string(int id) const {
 
 int param_line::get_int(int id) const {
     const param_& p = get_param_(id);
-    return get_converted<int>(p, vstr_(p), to_int, plit_integer);
+    return get_converted<int>(p, vstr_(p), detail::read_decimal, plit_integer);
 }
 
 double param_line::get_double(int id) const {

@@ -72,18 +72,6 @@ template <class Record> bool by_sequence_then_line(const Record* a, const Record
     return a->sequence != b->sequence ? a->sequence < b->sequence : a->line < b->line;
 }
 
-bool read_int_value(const std::wstring& text, int& out) {
-    if (text.empty())
-        return false;
-    wchar_t* end = nullptr;
-    errno = 0;
-    const long value = std::wcstol(text.c_str(), &end, 10);
-    if (errno == ERANGE || end != text.c_str() + text.size() || value < INT_MIN || value > INT_MAX)
-        return false;
-    out = static_cast<int>(value);
-    return true;
-}
-
 bool extends_prefix(std::wstring_view prefix, std::wstring_view name) {
     if (name.size() <= prefix.size())
         return false;
@@ -414,7 +402,7 @@ void profile::write_caption(const std::wstring& caption) {
 int profile::read(profile_name section, profile_name key, int def) const {
     const auto* record = impl_->find_key(section.get(), key.get());
     int value = 0;
-    return record && detail::read_int_value(record->value, value) ? value : def;
+    return record && detail::read_decimal(record->value, value) ? value : def;
 }
 
 bool profile::read(profile_name section, profile_name key, bool def) const {
@@ -422,7 +410,7 @@ bool profile::read(profile_name section, profile_name key, bool def) const {
     if (!record)
         return def;
     int number = 0;
-    if (detail::read_int_value(record->value, number))
+    if (detail::read_decimal(record->value, number))
         return number != 0;
     std::wstring upper = record->value;
     std::use_facet<std::ctype<wchar_t>>(std::locale())

@@ -43,9 +43,15 @@ bool close_file(native_file file, std::error_code* error = nullptr);
 // Why an open failed: the file or a folder on its path is missing, the file exists where
 // create_new wanted none, or any other refusal.
 enum class open_status { opened, missing, exists, refused };
-native_file open_file(const std::wstring& name, const file_access& access, open_status& status);
 // The status that a failure's reason stands for.
 open_status open_status_of(const std::error_code& error);
+inline native_file open_file(const std::wstring& name, const file_access& access,
+                             open_status& status) {
+    std::error_code error;
+    native_file file = open_file(name, access, &error);
+    status = file != no_file ? open_status::opened : open_status_of(error);
+    return file;
+}
 // Bytes read (0 at the end) or -1.
 std::int64_t read_file(native_file file, void* buffer, std::size_t size,
                        std::error_code* error = nullptr);

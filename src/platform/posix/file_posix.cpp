@@ -44,13 +44,6 @@ std::optional<struct stat> stat_of(const std::wstring& name, std::error_code* er
 
 } // namespace
 
-native_file open_file(const std::wstring& name, const file_access& access, open_status& status) {
-    std::error_code error;
-    native_file file = open_file(name, access, &error);
-    status = file != no_file ? open_status::opened : open_status_of(error);
-    return file;
-}
-
 open_status open_status_of(const std::error_code& error) {
     return error.value() == ENOENT || error.value() == ENOTDIR ? open_status::missing
            : error.value() == EEXIST                           ? open_status::exists

@@ -47,13 +47,6 @@ bool set_attribute(const std::wstring& name, DWORD bit, bool on, std::error_code
 
 } // namespace
 
-native_file open_file(const std::wstring& name, const file_access& access, open_status& status) {
-    std::error_code error;
-    native_file file = open_file(name, access, &error);
-    status = file != no_file ? open_status::opened : open_status_of(error);
-    return file;
-}
-
 open_status open_status_of(const std::error_code& error) {
     const auto code = static_cast<DWORD>(error.value());
     return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND ? open_status::missing
