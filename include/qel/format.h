@@ -208,6 +208,13 @@ QEL_API bool get_named_format(E_Format k, const std::wstring& spec, std::wstring
 // An empty `name` removes the section.
 QEL_API void set_named_format(E_Format k, const std::wstring& name, std::wstring& spec);
 
+// Every value type that do_format and the set-based calls take, for declaring one call per
+// type (X is applied to each).
+#define QEL_FORMATTED_TYPES_(X)                                                                    \
+    X(int)                                                                                         \
+    X(long) X(long long) X(unsigned int) X(unsigned long) X(unsigned long long) X(float) X(double) \
+        X(long double) X(bool) X(const date&) X(const time&) X(const timestamp&)
+
 // Formatting through a set. Each call holds the lock only while it reads the set and
 // releases it on every way out. do_format_as uses a named section of the value's kind, then
 // an inline section, and falls back to the general format.
@@ -217,19 +224,7 @@ QEL_API void set_named_format(E_Format k, const std::wstring& name, std::wstring
                                            V v);                                                   \
     QEL_API std::wstring do_format_as(IAllFormatSetSharedAccess& a, const std::wstring& spec, V v);
 
-QEL_FORMAT_THROUGH_SET_(int)
-QEL_FORMAT_THROUGH_SET_(long)
-QEL_FORMAT_THROUGH_SET_(long long)
-QEL_FORMAT_THROUGH_SET_(unsigned int)
-QEL_FORMAT_THROUGH_SET_(unsigned long)
-QEL_FORMAT_THROUGH_SET_(unsigned long long)
-QEL_FORMAT_THROUGH_SET_(float)
-QEL_FORMAT_THROUGH_SET_(double)
-QEL_FORMAT_THROUGH_SET_(long double)
-QEL_FORMAT_THROUGH_SET_(bool)
-QEL_FORMAT_THROUGH_SET_(const date&)
-QEL_FORMAT_THROUGH_SET_(const time&)
-QEL_FORMAT_THROUGH_SET_(const timestamp&)
+QEL_FORMATTED_TYPES_(QEL_FORMAT_THROUGH_SET_)
 #undef QEL_FORMAT_THROUGH_SET_
 
 // Copies a record out of the set. get_format_as: an empty spec gives the general format, a

@@ -121,19 +121,7 @@ void set_named_format(E_Format k, const std::wstring& name, std::wstring& spec) 
         return as(a, spec, v);                                                                     \
     }
 
-QEL_FORMAT_THROUGH_SET_(int)
-QEL_FORMAT_THROUGH_SET_(long)
-QEL_FORMAT_THROUGH_SET_(long long)
-QEL_FORMAT_THROUGH_SET_(unsigned int)
-QEL_FORMAT_THROUGH_SET_(unsigned long)
-QEL_FORMAT_THROUGH_SET_(unsigned long long)
-QEL_FORMAT_THROUGH_SET_(float)
-QEL_FORMAT_THROUGH_SET_(double)
-QEL_FORMAT_THROUGH_SET_(long double)
-QEL_FORMAT_THROUGH_SET_(bool)
-QEL_FORMAT_THROUGH_SET_(const date&)
-QEL_FORMAT_THROUGH_SET_(const time&)
-QEL_FORMAT_THROUGH_SET_(const timestamp&)
+QEL_FORMATTED_TYPES_(QEL_FORMAT_THROUGH_SET_)
 #undef QEL_FORMAT_THROUGH_SET_
 
 #define QEL_GET_FORMAT_(T)                                                                         \
