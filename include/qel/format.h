@@ -212,8 +212,18 @@ QEL_API void set_named_format(E_Format k, const std::wstring& name, std::wstring
 // type (X is applied to each).
 #define QEL_FORMATTED_TYPES_(X)                                                                    \
     X(int)                                                                                         \
-    X(long) X(long long) X(unsigned int) X(unsigned long) X(unsigned long long) X(float) X(double) \
-        X(long double) X(bool) X(const date&) X(const time&) X(const timestamp&)
+    X(long)                                                                                        \
+    X(long long)                                                                                   \
+    X(unsigned int)                                                                                \
+    X(unsigned long)                                                                               \
+    X(unsigned long long)                                                                          \
+    X(float)                                                                                       \
+    X(double)                                                                                      \
+    X(long double)                                                                                 \
+    X(bool)                                                                                        \
+    X(const date&)                                                                                 \
+    X(const time&)                                                                                 \
+    X(const timestamp&)
 
 // Formatting through a set. Each call holds the lock only while it reads the set and
 // releases it on every way out. do_format_as uses a named section of the value's kind, then
