@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <sys/random.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
@@ -59,7 +60,16 @@ struct random_block {
 
 const bool fork_watch_installed = ::pthread_atfork(nullptr, nullptr, note_fork) == 0;
 
-constexpr char hex_digits[] = "0123456789abcdef";
+// Both digits of every byte value, so that a byte costs one lookup.
+constexpr auto hex_pairs = [] {
+    std::array<char, 512> pairs{};
+    constexpr char digits[] = "0123456789abcdef";
+    for (int b = 0; b < 256; ++b) {
+        pairs[static_cast<std::size_t>(2 * b)] = digits[b >> 4];
+        pairs[static_cast<std::size_t>(2 * b + 1)] = digits[b & 15];
+    }
+    return pairs;
+}();
 // The byte index behind each pair of digits: data1..data3 are little-endian numbers printed
 // most significant first; data4 is printed in memory order.
 constexpr int digit_bytes[16] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
@@ -68,9 +78,9 @@ constexpr int text_offsets[16] = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28,
 
 template <class Char> void format(const uuid_bytes& bytes, Char (&text)[36]) {
     for (int i = 0; i < 16; ++i) {
-        const unsigned char b = bytes[digit_bytes[i]];
-        text[text_offsets[i]] = static_cast<Char>(hex_digits[b >> 4]);
-        text[text_offsets[i] + 1] = static_cast<Char>(hex_digits[b & 15]);
+        const std::size_t b = bytes[digit_bytes[i]];
+        text[text_offsets[i]] = static_cast<Char>(hex_pairs[2 * b]);
+        text[text_offsets[i] + 1] = static_cast<Char>(hex_pairs[2 * b + 1]);
     }
     text[8] = text[13] = text[18] = text[23] = static_cast<Char>('-');
 }
