@@ -137,15 +137,17 @@ private:
 // SIGTERM, SIGHUP). The caller owns the object and keeps it alive while it is registered.
 // Windows calls it on a thread of its own; on Linux it runs inside the signal handler, so it
 // should only do what a signal handler may (set a flag, write to a pipe).
+// The special members are defined in the library, which so holds the type's information.
 class QEL_API IConsoleExitNotify {
 public:
-    IConsoleExitNotify() = default;
-    IConsoleExitNotify(const IConsoleExitNotify&) = default;
-    IConsoleExitNotify& operator=(const IConsoleExitNotify&) = default;
+    IConsoleExitNotify();
+    IConsoleExitNotify(const IConsoleExitNotify& other);
+    IConsoleExitNotify& operator=(const IConsoleExitNotify& other);
     virtual void on_console_exit() = 0;
 
 protected:
-    ~IConsoleExitNotify() = default;
+    // Not virtual: the library never deletes a handler.
+    ~IConsoleExitNotify();
 };
 
 QEL_API console_cursor_pos get_console_cursor_pos();

@@ -29,6 +29,11 @@ std::string to_oem(const std::wstring& text) {
 
 } // namespace
 
+IConsoleExitNotify::IConsoleExitNotify() = default;
+IConsoleExitNotify::IConsoleExitNotify(const IConsoleExitNotify&) = default;
+IConsoleExitNotify& IConsoleExitNotify::operator=(const IConsoleExitNotify&) = default;
+IConsoleExitNotify::~IConsoleExitNotify() = default;
+
 console_cursor_pos get_console_cursor_pos() {
     console_cursor_pos pos;
     if (!platform::console_cursor(pos.x, pos.y))
