@@ -11,6 +11,11 @@
 #include <string>
 #include <vector>
 
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 namespace {
 
 const char* const sample_text = "00112233-4455-6677-8899-aabbccddeeff";
@@ -106,6 +111,34 @@ TEST(Uuid, GeneratedValuesAreDistinctRandomVersion4) {
     copy.generate_new();
     EXPECT_FALSE(copy.is_equal(fresh));
 }
+
+#ifndef _WIN32
+// Linux keeps random bytes in reserve; a child must not repeat what its parent generates next.
+// (Windows has no fork; its generator keeps no state in the process.)
+TEST(Uuid, ForkedChildDrawsFreshValues) {
+    qel::uuid before;
+    qel::generate_new_uuid(before); // the reserve now holds bytes for the next values
+    int pipe_ends[2];
+    ASSERT_EQ(::pipe(pipe_ends), 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        qel::uuid value;
+        qel::generate_new_uuid(value);
+        const bool sent = ::write(pipe_ends[1], &value, sizeof value) == sizeof value;
+        ::_exit(sent ? 0 : 1);
+    }
+    qel::uuid mine;
+    qel::generate_new_uuid(mine);
+    qel::uuid theirs = marker;
+    EXPECT_EQ(::read(pipe_ends[0], &theirs, sizeof theirs), static_cast<ssize_t>(sizeof theirs));
+    ::close(pipe_ends[0]);
+    ::close(pipe_ends[1]);
+    ::waitpid(child, nullptr, 0);
+    EXPECT_FALSE(qel::is_equal_uuid(mine, theirs));
+    EXPECT_FALSE(qel::is_empty_uuid(theirs));
+}
+#endif
 
 TEST(Uuid, SerializesAsFourLittleEndianWords) {
     qel::out_serialize out;
