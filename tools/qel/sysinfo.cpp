@@ -93,11 +93,11 @@ public:
     explicit build_ini_folder(const std::string& name) {
         if (name == "-") {
             std::random_device seed;
-            scratch_ =
+            scratch_.path =
                 std::filesystem::temp_directory_path() / (".qel-version-" + std::to_string(seed()));
-            std::filesystem::create_directory(scratch_);
+            std::filesystem::create_directory(scratch_.path);
             input_source input("-");
-            std::ofstream copy(scratch_ / "build.ini", std::ios::binary);
+            std::ofstream copy(scratch_.path / "build.ini", std::ios::binary);
             char buffer[4096];
             std::size_t count = 0;
             do {
@@ -105,7 +105,7 @@ public:
                 copy.write(buffer, static_cast<std::streamsize>(count));
             } while (count == sizeof buffer);
             input.check();
-            folder_ = scratch_.wstring();
+            folder_ = scratch_.path.wstring();
             return;
         }
         const std::wstring path = from_utf8(name);
@@ -128,17 +128,23 @@ public:
         if (sys::inspect(folder_ + L"/build.ini").kind != sys::file_kind::regular)
             throw failure(exit_failure, "no build.ini in " + quoted(to_utf8(folder_)));
     }
-    build_ini_folder(const build_ini_folder&) = delete;
-    build_ini_folder& operator=(const build_ini_folder&) = delete;
-    ~build_ini_folder() {
-        std::error_code ignored;
-        if (!scratch_.empty())
-            std::filesystem::remove_all(scratch_, ignored);
-    }
     const std::wstring& folder() const { return folder_; }
 
 private:
-    std::filesystem::path scratch_;
+    // A member, so that it goes away even when the constructor throws.
+    struct scratch_folder {
+        std::filesystem::path path;
+        scratch_folder() = default;
+        scratch_folder(const scratch_folder&) = delete;
+        scratch_folder& operator=(const scratch_folder&) = delete;
+        ~scratch_folder() {
+            std::error_code ignored;
+            if (!path.empty())
+                std::filesystem::remove_all(path, ignored);
+        }
+    };
+
+    scratch_folder scratch_;
     std::wstring folder_;
 };
 
