@@ -1,6 +1,7 @@
 // The lzm block codec on arbitrary bytes: decoding them as a payload may only end in
 // compress_error and never touches memory outside the payload and the block's own output;
-// encoding them (up to one block) must decode back to the same bytes.
+// decoding them as two payloads at once must give what decoding them one after the other
+// gives; encoding them (up to one block) must decode back to the same bytes.
 #include "compress/lzm_block.h"
 
 #include <qel/exception.h>
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace {
@@ -36,6 +38,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(e.code() == 0 && out.size() - 3 <= lzm_block_input_limit + 255 * size);
     }
     require(out.size() >= 3 && std::memcmp(out.data(), prefix, 3) == 0);
+
+    // Two payloads decoded interleaved give what two single calls give: the same bytes, the
+    // same message, and the same bytes left after a fault in either one.
+    const std::size_t cut = size == 0 ? 0 : data[0] % (size + 1);
+    std::vector<char> paired(prefix, prefix + 3), single(prefix, prefix + 3);
+    std::string paired_error, single_error;
+    std::size_t first_size = 0;
+    try {
+        lzm_decode_pair(bytes, cut, bytes + cut, size - cut, paired, first_size);
+    } catch (const qel::compress_error& e) {
+        paired_error = e.what();
+    }
+    try {
+        require(lzm_decode_block(bytes, cut, single) == first_size);
+        lzm_decode_block(bytes + cut, size - cut, single);
+    } catch (const qel::compress_error& e) {
+        single_error = e.what();
+    }
+    require(paired == single && paired_error == single_error);
 
     static lzm_block_encoder encoder; // reused across inputs, as the library does
     const std::size_t block = std::min(size, lzm_block_input_limit);

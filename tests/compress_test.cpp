@@ -522,6 +522,84 @@ TEST(LzmStreamTest, TruncatedPayloadDeliversEarlierBlocksThenFails) {
                        "input stream unexpected end");
 }
 
+// The blocks of an lzm stream, each with its header.
+std::vector<bytes> split_blocks(const bytes& packed) {
+    std::vector<bytes> blocks;
+    for (std::size_t at = 0; at < packed.size();) {
+        const std::size_t end =
+            at + 4 +
+            (static_cast<unsigned char>(packed[at + 2]) |
+             static_cast<std::size_t>(static_cast<unsigned char>(packed[at + 3])) << 8);
+        blocks.emplace_back(packed.begin() + static_cast<std::ptrdiff_t>(at),
+                            packed.begin() + static_cast<std::ptrdiff_t>(end));
+        at = end;
+    }
+    return blocks;
+}
+
+// Decodes `blocks` in order, each on its own, up to the first that fails: what a multi-block
+// stream must give (the bytes, with the faulty block's partial bytes, and the message), and
+// the bytes of the complete blocks alone, all a stream output receives.
+struct block_by_block {
+    bytes decoded, complete;
+    std::string message;
+    explicit block_by_block(const std::vector<bytes>& blocks) {
+        for (const bytes& b : blocks) {
+            try {
+                qel::lzm_inflate(b, decoded);
+            } catch (const qel::compress_error& e) {
+                message = e.what();
+                return;
+            }
+            complete = decoded;
+        }
+    }
+};
+
+TEST(LzmStreamTest, FaultyBlockAmongValidOnesFailsAsBlockByBlock) {
+    bytes packed;
+    qel::lzm_deflate(mixed_data(4 * 8191 + 300, 21), packed);
+    const std::vector<bytes> valid = split_blocks(packed);
+    ASSERT_EQ(valid.size(), 5u);
+    bytes literals20 = hex({0x5B, 0x5A, 0x17, 0x00, 0x14});
+    literals20.resize(literals20.size() + 20, 'a');
+    bytes oversized = hex({0x5B, 0x5A, 99, 0x00});
+    for (int i = 0; i < 33; ++i)
+        oversized = cat(oversized, hex({0x00, 0xFF, 0x7A}));
+    const std::vector<bytes> faults = {
+        cat(literals20, hex({0x80, 0x50})), // offset past the block's bytes
+        hex({0x5B, 0x5A, 0x06, 0x00, 0x02, 0x61, 0x62, 0x1E, 0x78, 0x79}), // cut literal run
+        oversized,                                                         // 8415 bytes
+        hex({0x5A, 0x5B, 0x00, 0x00}),                                     // bad magic
+    };
+    for (const bytes& fault : faults) {
+        for (std::size_t k = 0; k <= valid.size(); ++k) {
+            std::vector<bytes> blocks(valid.begin(), valid.begin() + static_cast<long>(k));
+            blocks.push_back(fault);
+            blocks.insert(blocks.end(), valid.begin() + static_cast<long>(k), valid.end());
+            const block_by_block expected(blocks);
+            ASSERT_FALSE(expected.message.empty());
+            bytes input;
+            for (const bytes& b : blocks)
+                input = cat(input, b);
+            bytes v1, v2;
+            std::ostringstream o1, o2;
+            std::istringstream i2(str(input));
+            auto m1 = source_of(input);
+            const std::string& msg = expected.message;
+            EXPECT_TRUE(throws_compress_error([&] { qel::lzm_inflate(input, v1); }, msg));
+            EXPECT_TRUE(throws_compress_error([&] { qel::lzm_inflate(input, o1); }, msg));
+            EXPECT_TRUE(
+                throws_compress_error([&] { qel::lzm_inflate(m1.get_interface(), v2); }, msg));
+            EXPECT_TRUE(throws_compress_error([&] { qel::lzm_inflate(i2, o2); }, msg));
+            EXPECT_EQ(v1, expected.decoded) << "block " << k;
+            EXPECT_EQ(v2, expected.decoded) << "block " << k;
+            EXPECT_EQ(of(o1.str()), expected.complete) << "block " << k;
+            EXPECT_EQ(of(o2.str()), expected.complete) << "block " << k;
+        }
+    }
+}
+
 // ---------------------------------------------------------------------------------------
 // zlib method
 

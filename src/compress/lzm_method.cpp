@@ -5,6 +5,8 @@
 #include "compress/lzm_block.h"
 
 #include <array>
+#include <exception>
+#include <string>
 
 namespace qel {
 namespace detail {
@@ -58,13 +60,40 @@ std::size_t payload_size_of(const char* header, std::size_t available) {
     return word >> 16;
 }
 
+// The payload length of a whole block with a valid header at `at`, or npos.
+std::size_t whole_block_at(const char* at, std::size_t available) {
+    if (available < lzm_header_size)
+        return std::string::npos;
+    const auto byte = [&](std::size_t i) {
+        return static_cast<std::size_t>(static_cast<unsigned char>(at[i]));
+    };
+    if ((byte(0) | byte(1) << 8) != lzm_magic)
+        return std::string::npos;
+    const std::size_t payload_size = byte(2) | byte(3) << 8;
+    return payload_size <= available - lzm_header_size ? payload_size : std::string::npos;
+}
+
 // Decoded blocks go straight into a vector, or through a work vector into a stream sink.
 template <class Sink> class block_output {
 public:
-    explicit block_output(Sink& sink) : sink_(sink) { work_.reserve(lzm_decode_reserve); }
+    explicit block_output(Sink& sink) : sink_(sink) { work_.reserve(2 * lzm_decode_reserve); }
     void decode(const char* payload, std::size_t size) {
         work_.clear();
         lzm_decode_block(payload, size, work_);
+        sink_.write(work_.data(), work_.size());
+    }
+    void decode_pair(const char* payload1, std::size_t size1, const char* payload2,
+                     std::size_t size2) {
+        work_.clear();
+        std::size_t first_size = std::string::npos;
+        try {
+            lzm_decode_pair(payload1, size1, payload2, size2, work_, first_size);
+        } catch (const compress_error&) {
+            // As block by block: a completed first block is written, a faulty block is not.
+            if (first_size != std::string::npos)
+                sink_.write(work_.data(), first_size);
+            throw;
+        }
         sink_.write(work_.data(), work_.size());
     }
 
@@ -77,6 +106,11 @@ template <> class block_output<std::vector<char>> {
 public:
     explicit block_output(std::vector<char>& out) : out_(out) {}
     void decode(const char* payload, std::size_t size) { lzm_decode_block(payload, size, out_); }
+    void decode_pair(const char* payload1, std::size_t size1, const char* payload2,
+                     std::size_t size2) {
+        std::size_t first_size;
+        lzm_decode_pair(payload1, size1, payload2, size2, out_, first_size);
+    }
 
 private:
     std::vector<char>& out_;
@@ -90,8 +124,16 @@ template <class Output> void inflate_memory(const char* data, std::size_t size, 
         at += lzm_header_size;
         if (at > size || payload_size > size - at)
             throw compress_error(compress_messages::out_of_input, 0);
-        blocks.decode(data + at, payload_size);
+        const char* const payload = data + at;
         at += payload_size;
+        // A faulty next header is left to the next round, after this block.
+        const std::size_t next_size = whole_block_at(data + at, size - at);
+        if (next_size != std::string::npos) {
+            blocks.decode_pair(payload, payload_size, data + at + lzm_header_size, next_size);
+            at += lzm_header_size + next_size;
+        } else {
+            blocks.decode(payload, payload_size);
+        }
     }
 }
 
@@ -108,9 +150,25 @@ template <class Source> bool read_block(Source& source, std::vector<char>& paylo
 
 template <class Source, class Output> void inflate_streamed(Source& source, Output& output) {
     block_output<Output> blocks(output);
-    std::vector<char> payload;
-    while (read_block(source, payload))
+    std::vector<char> payload, next;
+    while (read_block(source, payload)) {
+        // A failure to read the next block counts only once this one is decoded.
+        bool paired = false;
+        std::exception_ptr next_failure;
+        try {
+            paired = read_block(source, next);
+        } catch (const compress_error&) {
+            next_failure = std::current_exception();
+        }
+        if (paired) {
+            blocks.decode_pair(payload.data(), payload.size(), next.data(), next.size());
+            continue;
+        }
         blocks.decode(payload.data(), payload.size());
+        if (next_failure)
+            std::rethrow_exception(next_failure);
+        break;
+    }
 }
 
 class lzm_deflate_stream_impl_ final : public basic_deflate_stream_impl_ {
@@ -208,6 +266,7 @@ void lzm_deflate(IStream& in, IStream& out, std::int64_t size) {
 void lzm_inflate(const char* data, std::size_t size, std::vector<char>& out) {
     inflate_memory(data, size, out);
 }
+
 void lzm_inflate(const std::vector<char>& in, std::vector<char>& out) {
     inflate_memory(in.data(), in.size(), out);
 }
