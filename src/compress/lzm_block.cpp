@@ -588,6 +588,7 @@ struct block_cursor {
     const unsigned char* end;
     char* first; // the block's first output byte
     char* o;
+    char* limit; // the fast path writes nothing at or past this
 };
 
 // Decodes the next token when it is valid, fits the block and leaves a whole token plus a
@@ -599,7 +600,8 @@ inline bool fast_token(block_cursor& c) {
     if (c.end - p < 19)
         return false;
     const unsigned t = p[0];
-    const auto room_now = static_cast<std::size_t>(c.first + lzm_block_input_limit - o);
+    // Every write below stays within 64 bytes past the token's output.
+    const auto room_now = static_cast<std::size_t>(c.limit - o);
     if (t >= 0x40) {
         const std::uint64_t f = match_fields[t];
         const std::size_t lit = f & 0xFF;
@@ -718,9 +720,11 @@ std::size_t finish_block(block_cursor c, std::vector<char>& out, std::size_t bas
     return static_cast<std::size_t>(o - first);
 }
 
-block_cursor cursor_at(const char* payload, std::size_t size, char* output) {
+// The fast path may write 64 bytes past the block's end unless `slack` is false.
+block_cursor cursor_at(const char* payload, std::size_t size, char* output, bool slack = true) {
     const auto* p = reinterpret_cast<const unsigned char*>(payload);
-    return {p, p + size, output, output};
+    char* const end = output + lzm_block_input_limit;
+    return {p, p + size, output, output, slack ? end : end - 64};
 }
 
 } // namespace
@@ -737,11 +741,12 @@ std::size_t lzm_decode_block(const char* payload, std::size_t size, std::vector<
 std::size_t lzm_decode_pair(const char* payload1, std::size_t size1, const char* payload2,
                             std::size_t size2, std::vector<char>& out, std::size_t& first_size) {
     const std::size_t base = out.size();
-    out.resize(base + 2 * lzm_decode_reserve);
-    block_cursor a = cursor_at(payload1, size1, out.data() + base);
-    // The second block goes to a provisional place past the first one's room, and moves into
-    // position once the first one's size is known.
-    block_cursor b = cursor_at(payload2, size2, a.first + lzm_decode_reserve);
+    out.resize(base + lzm_block_input_limit + lzm_decode_reserve);
+    // The second block goes where it belongs when the first one is full, as all but the
+    // last block of a stream are, so it seldom has to move. Until the second block is done
+    // with its fast path, the first one keeps off it.
+    block_cursor a = cursor_at(payload1, size1, out.data() + base, false);
+    block_cursor b = cursor_at(payload2, size2, a.first + lzm_block_input_limit);
     // One token of each in turn: the two chains from a token to the next one overlap.
     for (;;) {
         const bool took_a = fast_token(a);
@@ -752,13 +757,21 @@ std::size_t lzm_decode_pair(const char* payload1, std::size_t size1, const char*
     while (fast_token(b)) {
     }
 
+    // Finishing the first block may write into the second one's first 64 bytes.
+    char saved[64];
+    std::memcpy(saved, b.first, sizeof saved);
+    a.limit += 64;
     const std::size_t size_a = finish_block(a, out, base);
     first_size = size_a;
-    const auto decoded_b = static_cast<std::size_t>(b.o - b.first);
     char* const b_first = out.data() + base + size_a;
-    std::memmove(b_first, b.first, decoded_b);
-    b.first = b_first;
-    b.o = b_first + decoded_b;
+    const auto decoded_b = static_cast<std::size_t>(b.o - b.first);
+    std::memcpy(b.first, saved, sizeof saved);
+    if (b_first != b.first) {
+        std::memmove(b_first, b.first, decoded_b);
+        b.o = b_first + decoded_b;
+        b.limit = b_first + lzm_block_input_limit;
+        b.first = b_first;
+    }
     const std::size_t size_b = finish_block(b, out, base + size_a);
     out.resize(base + size_a + size_b);
     return size_a + size_b;
