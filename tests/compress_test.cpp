@@ -556,32 +556,44 @@ struct block_by_block {
     }
 };
 
-TEST(LzmStreamTest, FaultyBlockAmongValidOnesFailsAsBlockByBlock) {
-    bytes packed;
-    qel::lzm_deflate(mixed_data(4 * 8191 + 300, 21), packed);
-    const std::vector<bytes> valid = split_blocks(packed);
-    ASSERT_EQ(valid.size(), 5u);
+// Blocks that fail in different ways: an offset past the block's bytes, a cut literal run,
+// 8415 bytes, a bad magic.
+std::vector<bytes> faulty_blocks() {
     bytes literals20 = hex({0x5B, 0x5A, 0x17, 0x00, 0x14});
     literals20.resize(literals20.size() + 20, 'a');
     bytes oversized = hex({0x5B, 0x5A, 99, 0x00});
     for (int i = 0; i < 33; ++i)
         oversized = cat(oversized, hex({0x00, 0xFF, 0x7A}));
-    const std::vector<bytes> faults = {
-        cat(literals20, hex({0x80, 0x50})), // offset past the block's bytes
-        hex({0x5B, 0x5A, 0x06, 0x00, 0x02, 0x61, 0x62, 0x1E, 0x78, 0x79}), // cut literal run
-        oversized,                                                         // 8415 bytes
-        hex({0x5A, 0x5B, 0x00, 0x00}),                                     // bad magic
-    };
-    for (const bytes& fault : faults) {
+    return {cat(literals20, hex({0x80, 0x50})),
+            hex({0x5B, 0x5A, 0x06, 0x00, 0x02, 0x61, 0x62, 0x1E, 0x78, 0x79}), oversized,
+            hex({0x5A, 0x5B, 0x00, 0x00})};
+}
+
+// `blocks` with `fault` inserted before block k, as one stream.
+bytes with_fault(const std::vector<bytes>& blocks, const bytes& fault, std::size_t k,
+                 std::vector<bytes>* all = nullptr) {
+    std::vector<bytes> joined(blocks.begin(), blocks.begin() + static_cast<long>(k));
+    joined.push_back(fault);
+    joined.insert(joined.end(), blocks.begin() + static_cast<long>(k), blocks.end());
+    bytes input;
+    for (const bytes& b : joined)
+        input = cat(input, b);
+    if (all)
+        *all = joined;
+    return input;
+}
+
+TEST(LzmStreamTest, FaultyBlockAmongValidOnesFailsAsBlockByBlock) {
+    bytes packed;
+    qel::lzm_deflate(mixed_data(4 * 8191 + 300, 21), packed);
+    const std::vector<bytes> valid = split_blocks(packed);
+    ASSERT_EQ(valid.size(), 5u);
+    for (const bytes& fault : faulty_blocks()) {
         for (std::size_t k = 0; k <= valid.size(); ++k) {
-            std::vector<bytes> blocks(valid.begin(), valid.begin() + static_cast<long>(k));
-            blocks.push_back(fault);
-            blocks.insert(blocks.end(), valid.begin() + static_cast<long>(k), valid.end());
+            std::vector<bytes> blocks;
+            const bytes input = with_fault(valid, fault, k, &blocks);
             const block_by_block expected(blocks);
             ASSERT_FALSE(expected.message.empty());
-            bytes input;
-            for (const bytes& b : blocks)
-                input = cat(input, b);
             bytes v1, v2;
             std::ostringstream o1, o2;
             std::istringstream i2(str(input));
@@ -596,6 +608,56 @@ TEST(LzmStreamTest, FaultyBlockAmongValidOnesFailsAsBlockByBlock) {
             EXPECT_EQ(v2, expected.decoded) << "block " << k;
             EXPECT_EQ(of(o1.str()), expected.complete) << "block " << k;
             EXPECT_EQ(of(o2.str()), expected.complete) << "block " << k;
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------
+// lzm with threads
+
+// The bytes of the single-thread forms, also around the vector's earlier contents:
+// deflating overwrites from index 0, inflating appends.
+TEST(LzmParallelTest, SameBytesAsOneThread) {
+    const bytes junk(40 * 8191, 'j');
+    for (std::size_t size : std::vector<std::size_t>{0, 5, 32 * 8191 - 1, 48 * 8191 + 7}) {
+        const bytes data = mixed_data(size, static_cast<std::uint32_t>(size));
+        bytes packed;
+        qel::lzm_deflate(data, packed);
+        for (unsigned threads : {0u, 2u, 3u, 8u}) {
+            const qel::lzm_options options{threads};
+            for (const bytes& start : {bytes{}, junk}) {
+                bytes one = start, split = start, back = start, split_back = start;
+                qel::lzm_deflate(data.data(), data.size(), one);
+                qel::lzm_deflate(data.data(), data.size(), split, options);
+                qel::lzm_inflate(packed.data(), packed.size(), back);
+                qel::lzm_inflate(packed.data(), packed.size(), split_back, options);
+                EXPECT_EQ(split, one) << size << " bytes, " << threads << " threads";
+                EXPECT_EQ(split_back, back) << size << " bytes, " << threads << " threads";
+            }
+        }
+    }
+}
+
+// Faults in the first, a middle and the last of three threads' shares, and at their edges.
+TEST(LzmParallelTest, FaultyBlockFailsAsWithOneThread) {
+    bytes packed;
+    qel::lzm_deflate(mixed_data(60 * 8191, 22), packed);
+    const std::vector<bytes> valid = split_blocks(packed);
+    for (const bytes& fault : faulty_blocks()) {
+        for (std::size_t k : std::vector<std::size_t>{0, 19, 20, 21, 41, 60}) {
+            const bytes input = with_fault(valid, fault, k);
+            bytes one = of("x"), split = of("x");
+            std::string message;
+            try {
+                qel::lzm_inflate(input.data(), input.size(), one);
+            } catch (const qel::compress_error& e) {
+                message = e.what();
+            }
+            ASSERT_FALSE(message.empty());
+            EXPECT_TRUE(throws_compress_error(
+                [&] { qel::lzm_inflate(input.data(), input.size(), split, qel::lzm_options{3}); },
+                message));
+            EXPECT_EQ(split, one) << "block " << k;
         }
     }
 }

@@ -3,10 +3,13 @@
 #include "compress/compress_messages.h"
 #include "compress/compress_stream_impl.h"
 #include "compress/lzm_block.h"
+#include "platform/thread.h"
 
 #include <array>
 #include <exception>
 #include <string>
+#include <system_error>
+#include <thread>
 
 namespace qel {
 namespace detail {
@@ -207,6 +210,42 @@ private:
     std::vector<char> payload_;
 };
 
+// Threads of the split forms, for `blocks` whole blocks.
+std::size_t thread_count(const lzm_options& options, std::size_t blocks) {
+    constexpr std::size_t min_blocks_per_thread = 16;
+    const std::size_t wanted = options.threads == 0 ? platform::processor_count() : options.threads;
+    return std::max<std::size_t>(1, std::min(wanted, blocks / min_blocks_per_thread));
+}
+
+// Runs work(0) .. work(count - 1), the first in the calling thread and each other one in a
+// thread of its own (in the calling thread too when the system gives no more threads);
+// returns what each threw.
+template <class Work>
+std::vector<std::exception_ptr> run_split(std::size_t count, const Work& work) {
+    std::vector<std::exception_ptr> failures(count);
+    auto guarded = [&](std::size_t i) {
+        try {
+            work(i);
+        } catch (...) {
+            failures[i] = std::current_exception();
+        }
+    };
+    std::vector<std::thread> threads;
+    threads.reserve(count);
+    std::size_t i = 1;
+    try {
+        for (; i < count; ++i)
+            threads.emplace_back(guarded, i);
+    } catch (const std::system_error&) {
+        for (; i < count; ++i)
+            guarded(i);
+    }
+    guarded(0);
+    for (std::thread& thread : threads)
+        thread.join();
+    return failures;
+}
+
 } // namespace
 
 std::unique_ptr<IStream> make_lzm_deflate_stream(IStream& target) {
@@ -267,6 +306,60 @@ void lzm_inflate(const char* data, std::size_t size, std::vector<char>& out) {
     inflate_memory(data, size, out);
 }
 
+void lzm_deflate(const char* data, std::size_t size, std::vector<char>& out,
+                 const lzm_options& options) {
+    const std::size_t blocks = (size + lzm_block_input_limit - 1) / lzm_block_input_limit;
+    const std::size_t count = thread_count(options, blocks);
+    if (count == 1)
+        return lzm_deflate(data, size, out);
+    auto start = [&](std::size_t i) {
+        return std::min(size, blocks * i / count * lzm_block_input_limit);
+    };
+    std::vector<std::vector<char>> parts(count);
+    const auto failures = run_split(count, [&](std::size_t i) {
+        vector_overwrite_sink part(parts[i]);
+        deflate_memory(data + start(i), start(i + 1) - start(i), part);
+    });
+    // Each part holds the blocks written before its failure, if any.
+    vector_overwrite_sink sink(out);
+    for (std::size_t i = 0; i < count; ++i) {
+        sink.write(parts[i].data(), parts[i].size());
+        if (failures[i])
+            std::rethrow_exception(failures[i]);
+    }
+}
+
+void lzm_inflate(const char* data, std::size_t size, std::vector<char>& out,
+                 const lzm_options& options) {
+    // The whole blocks with valid headers at the start; whatever follows them is left to the
+    // single-thread form, which reports it after their bytes.
+    std::vector<std::size_t> starts;
+    std::size_t whole_end = 0;
+    for (std::size_t payload;
+         (payload = whole_block_at(data + whole_end, size - whole_end)) != std::string::npos;
+         whole_end += lzm_header_size + payload)
+        starts.push_back(whole_end);
+    const std::size_t count = thread_count(options, starts.size());
+    if (count == 1)
+        return lzm_inflate(data, size, out);
+    auto start = [&](std::size_t i) {
+        const std::size_t block = starts.size() * i / count;
+        return block < starts.size() ? starts[block] : whole_end;
+    };
+    // The first part goes straight to `out`; every block decodes to at most 8191 bytes.
+    out.reserve(out.size() + starts.size() * lzm_block_input_limit);
+    std::vector<std::vector<char>> parts(count);
+    const auto failures = run_split(count, [&](std::size_t i) {
+        inflate_memory(data + start(i), start(i + 1) - start(i), i == 0 ? out : parts[i]);
+    });
+    for (std::size_t i = 0; i < count; ++i) {
+        out.insert(out.end(), parts[i].begin(), parts[i].end());
+        if (failures[i])
+            std::rethrow_exception(failures[i]);
+    }
+    if (whole_end != size)
+        inflate_memory(data + whole_end, size - whole_end, out);
+}
 void lzm_inflate(const std::vector<char>& in, std::vector<char>& out) {
     inflate_memory(in.data(), in.size(), out);
 }
