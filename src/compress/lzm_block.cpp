@@ -353,19 +353,25 @@ std::uint16_t lzm_block_encoder::encode(const char* input, std::size_t size) {
     const std::size_t fast_end = n > 3 ? n - 3 : 0;  // positions with four bytes left
     const std::size_t group_end = n > 7 ? n - 7 : 0; // positions with eight bytes left
     while (pos + 2 < n) {
-        // Literals up to the 63rd pending one need no flush: the common case, in a tight loop
-        // that stops where a run or a match may start.
-        const std::size_t stop = std::min(fast_end, anchor + max_literals);
-        const scan_result found = scan_literals(in, table, pos, stop, std::min(stop, group_end));
+        // Literals: the common case, in a tight loop that stops where a run or a match may
+        // start.
+        const scan_result found = scan_literals(in, table, pos, fast_end, group_end);
         pos = found.pos;
+        // The scan runs past full literal runs: the positions it passes are literals whatever
+        // the runs, so the runs of 63 go out now, as stepping one position at a time would
+        // have emitted them.
+        while (pos - anchor > max_literals) {
+            out += put_literals(out, input + anchor, max_literals);
+            anchor += max_literals;
+        }
         std::size_t candidate = found.candidate;
         std::uint32_t seq;
         bool same; // the candidate's three bytes are seq
-        if (pos != stop) {
+        if (pos != fast_end) {
             seq = load32(in + pos) & 0xFFFFFF;
             same = (load32(in + candidate) & 0xFFFFFF) == seq;
         } else {
-            // The step the scan leaves out: 63 literals pending, or the last three bytes.
+            // The step the scan leaves out: the last three bytes.
             if (pos + 2 >= n)
                 break;
             seq = load24(in + pos);
