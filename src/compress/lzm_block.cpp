@@ -29,13 +29,18 @@ inline void copy16(char* to, const char* from) {
     std::memcpy(to, chunk, 16);
 }
 
-// Appends a match (at most 34 bytes) as 48 bytes, which run into the slack past the output.
-// Since len <= off, every byte inside the match comes from before `o`, so all three chunks
-// are loaded before any is stored: no branch on the length, and no load waits for a store.
+// Appends a match (at most 34 bytes) with up to three 16-byte copies, which may run into the
+// slack past the output; since len <= off, every byte copied comes from before `o`. Always
+// copying 48 bytes, loaded before stored, saves the branches: a third faster on log files,
+// a tenth on source, but a fifth slower on binary data, so the branches stay.
 inline char* copy_match(char* o, std::size_t off, std::size_t len) {
-    char chunk[48];
-    std::memcpy(chunk, o - off, 48);
-    std::memcpy(o, chunk, 48);
+    const char* from = o - off;
+    copy16(o, from);
+    if (len > 16) {
+        copy16(o + 16, from + 16);
+        if (len > 32)
+            copy16(o + 32, from + 32);
+    }
     return o + len;
 }
 
