@@ -522,101 +522,68 @@ TEST(LzmStreamTest, TruncatedPayloadDeliversEarlierBlocksThenFails) {
                        "input stream unexpected end");
 }
 
-// The blocks of an lzm stream, each with its header.
-std::vector<bytes> split_blocks(const bytes& packed) {
-    std::vector<bytes> blocks;
-    for (std::size_t at = 0; at < packed.size();) {
-        const std::size_t end =
-            at + 4 +
-            (static_cast<unsigned char>(packed[at + 2]) |
-             static_cast<std::size_t>(static_cast<unsigned char>(packed[at + 3])) << 8);
-        blocks.emplace_back(packed.begin() + static_cast<std::ptrdiff_t>(at),
-                            packed.begin() + static_cast<std::ptrdiff_t>(end));
-        at = end;
+// A faulty block (an offset past the block's bytes, a cut literal run, 8415 bytes, a bad
+// magic) among 60 valid ones, at the start, in the first pair, at the edges of three
+// threads' shares and at the end: every form fails as decoding the blocks one by one does,
+// with the same message and the same bytes left (a stream output gets whole blocks only).
+TEST(LzmStreamTest, FaultyBlockAmongValidOnesFailsAsBlockByBlock) {
+    bytes packed;
+    qel::lzm_deflate(mixed_data(60 * 8191, 21), packed);
+    std::vector<bytes> valid;
+    for (std::size_t at = 0, n = 0; at < packed.size(); at += n) {
+        n = 4 + (static_cast<unsigned char>(packed[at + 2]) |
+                 static_cast<std::size_t>(static_cast<unsigned char>(packed[at + 3])) << 8);
+        valid.push_back(bytes(packed.begin() + static_cast<long>(at),
+                              packed.begin() + static_cast<long>(at + n)));
     }
-    return blocks;
-}
-
-// Decodes `blocks` in order, each on its own, up to the first that fails: what a multi-block
-// stream must give (the bytes, with the faulty block's partial bytes, and the message), and
-// the bytes of the complete blocks alone, all a stream output receives.
-struct block_by_block {
-    bytes decoded, complete;
-    std::string message;
-    explicit block_by_block(const std::vector<bytes>& blocks) {
-        for (const bytes& b : blocks) {
-            try {
-                qel::lzm_inflate(b, decoded);
-            } catch (const qel::compress_error& e) {
-                message = e.what();
-                return;
-            }
-            complete = decoded;
-        }
-    }
-};
-
-// Blocks that fail in different ways: an offset past the block's bytes, a cut literal run,
-// 8415 bytes, a bad magic.
-std::vector<bytes> faulty_blocks() {
-    bytes literals20 = hex({0x5B, 0x5A, 0x17, 0x00, 0x14});
-    literals20.resize(literals20.size() + 20, 'a');
     bytes oversized = hex({0x5B, 0x5A, 99, 0x00});
     for (int i = 0; i < 33; ++i)
         oversized = cat(oversized, hex({0x00, 0xFF, 0x7A}));
-    return {cat(literals20, hex({0x80, 0x50})),
-            hex({0x5B, 0x5A, 0x06, 0x00, 0x02, 0x61, 0x62, 0x1E, 0x78, 0x79}), oversized,
-            hex({0x5A, 0x5B, 0x00, 0x00})};
-}
-
-// `blocks` with `fault` inserted before block k, as one stream.
-bytes with_fault(const std::vector<bytes>& blocks, const bytes& fault, std::size_t k,
-                 std::vector<bytes>* all = nullptr) {
-    std::vector<bytes> joined(blocks.begin(), blocks.begin() + static_cast<long>(k));
-    joined.push_back(fault);
-    joined.insert(joined.end(), blocks.begin() + static_cast<long>(k), blocks.end());
-    bytes input;
-    for (const bytes& b : joined)
-        input = cat(input, b);
-    if (all)
-        *all = joined;
-    return input;
-}
-
-TEST(LzmStreamTest, FaultyBlockAmongValidOnesFailsAsBlockByBlock) {
-    bytes packed;
-    qel::lzm_deflate(mixed_data(4 * 8191 + 300, 21), packed);
-    const std::vector<bytes> valid = split_blocks(packed);
-    ASSERT_EQ(valid.size(), 5u);
-    for (const bytes& fault : faulty_blocks()) {
-        for (std::size_t k = 0; k <= valid.size(); ++k) {
-            std::vector<bytes> blocks;
-            const bytes input = with_fault(valid, fault, k, &blocks);
-            const block_by_block expected(blocks);
-            ASSERT_FALSE(expected.message.empty());
-            bytes v1, v2;
+    const bytes faults[] = {
+        cat(cat(hex({0x5B, 0x5A, 0x17, 0x00, 0x14}), bytes(20, 'a')), hex({0x80, 0x50})),
+        hex({0x5B, 0x5A, 0x06, 0x00, 0x02, 0x61, 0x62, 0x1E, 0x78, 0x79}), oversized,
+        hex({0x5A, 0x5B, 0x00, 0x00})};
+    for (const bytes& fault : faults) {
+        for (std::size_t k : std::vector<std::size_t>{0, 1, 2, 19, 20, 21, 41, 60}) {
+            std::vector<bytes> blocks(valid.begin(), valid.begin() + static_cast<long>(k));
+            blocks.push_back(fault);
+            blocks.insert(blocks.end(), valid.begin() + static_cast<long>(k), valid.end());
+            bytes input, decoded, complete;
+            std::string msg;
+            for (const bytes& b : blocks) {
+                input = cat(input, b);
+                if (!msg.empty())
+                    continue;
+                try {
+                    qel::lzm_inflate(b, decoded);
+                    complete = decoded;
+                } catch (const qel::compress_error& e) {
+                    msg = e.what();
+                }
+            }
+            bytes v1, v2, v3 = of("x");
             std::ostringstream o1, o2;
             std::istringstream i2(str(input));
             auto m1 = source_of(input);
-            const std::string& msg = expected.message;
             EXPECT_TRUE(throws_compress_error([&] { qel::lzm_inflate(input, v1); }, msg));
             EXPECT_TRUE(throws_compress_error([&] { qel::lzm_inflate(input, o1); }, msg));
             EXPECT_TRUE(
                 throws_compress_error([&] { qel::lzm_inflate(m1.get_interface(), v2); }, msg));
             EXPECT_TRUE(throws_compress_error([&] { qel::lzm_inflate(i2, o2); }, msg));
-            EXPECT_EQ(v1, expected.decoded) << "block " << k;
-            EXPECT_EQ(v2, expected.decoded) << "block " << k;
-            EXPECT_EQ(of(o1.str()), expected.complete) << "block " << k;
-            EXPECT_EQ(of(o2.str()), expected.complete) << "block " << k;
+            EXPECT_TRUE(throws_compress_error(
+                [&] { qel::lzm_inflate(input.data(), input.size(), v3, qel::lzm_options{3}); },
+                msg));
+            EXPECT_EQ(v1, decoded) << "block " << k;
+            EXPECT_EQ(v2, decoded) << "block " << k;
+            EXPECT_EQ(v3, cat(of("x"), decoded)) << "block " << k;
+            EXPECT_EQ(of(o1.str()), complete) << "block " << k;
+            EXPECT_EQ(of(o2.str()), complete) << "block " << k;
         }
     }
 }
 
-// ---------------------------------------------------------------------------------------
-// lzm with threads
-
-// The bytes of the single-thread forms, also around the vector's earlier contents:
-// deflating overwrites from index 0, inflating appends.
+// The forms with threads give the bytes of the single-thread forms, also around the
+// vector's earlier contents: deflating overwrites from index 0, inflating appends.
 TEST(LzmParallelTest, SameBytesAsOneThread) {
     const bytes junk(40 * 8191, 'j');
     for (std::size_t size : std::vector<std::size_t>{0, 5, 32 * 8191 - 1, 48 * 8191 + 7}) {
@@ -624,40 +591,16 @@ TEST(LzmParallelTest, SameBytesAsOneThread) {
         bytes packed;
         qel::lzm_deflate(data, packed);
         for (unsigned threads : {0u, 2u, 3u, 8u}) {
-            const qel::lzm_options options{threads};
             for (const bytes& start : {bytes{}, junk}) {
                 bytes one = start, split = start, back = start, split_back = start;
                 qel::lzm_deflate(data.data(), data.size(), one);
-                qel::lzm_deflate(data.data(), data.size(), split, options);
+                qel::lzm_deflate(data.data(), data.size(), split, qel::lzm_options{threads});
                 qel::lzm_inflate(packed.data(), packed.size(), back);
-                qel::lzm_inflate(packed.data(), packed.size(), split_back, options);
+                qel::lzm_inflate(packed.data(), packed.size(), split_back,
+                                 qel::lzm_options{threads});
                 EXPECT_EQ(split, one) << size << " bytes, " << threads << " threads";
                 EXPECT_EQ(split_back, back) << size << " bytes, " << threads << " threads";
             }
-        }
-    }
-}
-
-// Faults in the first, a middle and the last of three threads' shares, and at their edges.
-TEST(LzmParallelTest, FaultyBlockFailsAsWithOneThread) {
-    bytes packed;
-    qel::lzm_deflate(mixed_data(60 * 8191, 22), packed);
-    const std::vector<bytes> valid = split_blocks(packed);
-    for (const bytes& fault : faulty_blocks()) {
-        for (std::size_t k : std::vector<std::size_t>{0, 19, 20, 21, 41, 60}) {
-            const bytes input = with_fault(valid, fault, k);
-            bytes one = of("x"), split = of("x");
-            std::string message;
-            try {
-                qel::lzm_inflate(input.data(), input.size(), one);
-            } catch (const qel::compress_error& e) {
-                message = e.what();
-            }
-            ASSERT_FALSE(message.empty());
-            EXPECT_TRUE(throws_compress_error(
-                [&] { qel::lzm_inflate(input.data(), input.size(), split, qel::lzm_options{3}); },
-                message));
-            EXPECT_EQ(split, one) << "block " << k;
         }
     }
 }
