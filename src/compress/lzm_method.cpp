@@ -8,7 +8,6 @@
 #include <array>
 #include <exception>
 #include <string>
-#include <system_error>
 #include <thread>
 
 namespace qel {
@@ -160,7 +159,7 @@ template <class Source, class Output> void inflate_streamed(Source& source, Outp
         std::exception_ptr next_failure;
         try {
             paired = read_block(source, next);
-        } catch (const compress_error&) {
+        } catch (...) {
             next_failure = std::current_exception();
         }
         if (paired) {
@@ -236,7 +235,7 @@ std::vector<std::exception_ptr> run_split(std::size_t count, const Work& work) {
     try {
         for (; i < count; ++i)
             threads.emplace_back(guarded, i);
-    } catch (const std::system_error&) {
+    } catch (...) {
         for (; i < count; ++i)
             guarded(i);
     }
@@ -346,8 +345,7 @@ void lzm_inflate(const char* data, std::size_t size, std::vector<char>& out,
         const std::size_t block = starts.size() * i / count;
         return block < starts.size() ? starts[block] : whole_end;
     };
-    // The first part goes straight to `out`; every block decodes to at most 8191 bytes.
-    out.reserve(out.size() + starts.size() * lzm_block_input_limit);
+    // The first part goes straight to `out`.
     std::vector<std::vector<char>> parts(count);
     const auto failures = run_split(count, [&](std::size_t i) {
         inflate_memory(data + start(i), start(i + 1) - start(i), i == 0 ? out : parts[i]);
