@@ -48,6 +48,28 @@ for method in lzm zlib; do
     rm -f back piped piped.back
 done
 
+# lzm split between threads: the bytes of one thread, by default from 1 MiB on; a cut file
+# fails and leaves nothing; a bad count is a usage error.
+seq 1 250000 >big
+run 0 compress --threads 1 big big.1
+run 0 compress --threads 3 big big.3
+run 0 compress big big.auto
+same big.3 big.1
+same big.auto big.1
+run 0 decompress -t 2 big.1 big.back
+same big.back big
+head -c 500000 big.1 >cut.lzm
+run 1 decompress --threads 2 cut.lzm cut.out
+says "corrupt input"
+[ ! -e cut.out ] || fail "output left after a failure"
+for bad in 0 x 1025; do
+    run 2 compress --threads "$bad" big never.lzm
+    says "bad thread count '$bad'"
+done
+run 0 compress --help
+[[ "$out" == *"--threads N"* ]] || fail "compress --help does not tell of --threads"
+rm -f big big.1 big.3 big.auto big.back cut.lzm
+
 # Output that exists needs --force; the same file in and out is refused with exit 2.
 run 1 compress x keep.txt
 says "exists (use --force"
