@@ -161,9 +161,12 @@ bool is_sub_path(const std::wstring& parent, const std::wstring& path) {
 
 bool is_canonical_path(const std::wstring& path) {
     const auto pieces = detail::path_pieces_(path);
-    bool other_seen = detail::root_of_(path, pieces, true) == path_root_::slash;
-    for (const auto& piece : pieces) {
-        const auto text = view(path, piece);
+    const path_root_ root = detail::root_of_(path, pieces, true);
+    // A server name is a root, not a step, even when it reads "." or "..".
+    const std::size_t first = root == path_root_::unc ? 1 : 0;
+    bool other_seen = root != path_root_::none;
+    for (std::size_t i = first; i < pieces.size(); ++i) {
+        const auto text = view(path, pieces[i]);
         if (is_dot(text))
             return false;
         if (is_dot_dot(text)) {
