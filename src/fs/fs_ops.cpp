@@ -57,23 +57,42 @@ bool enter(const std::wstring& dir, bool with_sizes,
     return true;
 }
 
-// Files (links included) and directories below `dir`, each directory after its contents.
-bool collect(const std::wstring& dir, std::vector<std::wstring>& files,
+// The files (links included) of one directory, removed together.
+struct file_group {
+    std::wstring dir;
+    std::vector<std::wstring> names;
+};
+
+// Files and directories below `dir`, each directory after its contents.
+bool collect(const std::wstring& dir, std::vector<file_group>& files,
              std::vector<std::wstring>& dirs, walk_trail& trail) {
     std::vector<platform::directory_entry> entries;
     if (!enter(dir, false, entries, trail))
         return false;
-    for (const auto& entry : entries) {
-        std::wstring path = concat_path(dir, entry.name);
+    file_group own{dir, {}};
+    for (auto& entry : entries) {
         if (entry.directory && !entry.link) {
-            if (!collect(path, files, dirs, trail))
+            if (!collect(concat_path(dir, entry.name), files, dirs, trail))
                 return false;
         } else {
-            files.push_back(std::move(path));
+            own.names.push_back(std::move(entry.name));
         }
     }
+    if (!own.names.empty())
+        files.push_back(std::move(own));
     trail.pop_back();
     dirs.push_back(dir);
+    return true;
+}
+
+// Removes the group's files in order; one that resists gets the read-only retry.
+bool remove_group(const file_group& group) {
+    std::size_t done = 0;
+    while (!platform::remove_files(group.dir, group.names, done)) {
+        if (!file_delete(concat_path(group.dir, group.names[done])))
+            return false;
+        ++done;
+    }
     return true;
 }
 
@@ -211,14 +230,14 @@ bool dir_delete(const std::wstring& path) {
 }
 
 bool dir_deep_delete(const std::wstring& path) {
-    std::vector<std::wstring> files;
+    std::vector<file_group> files;
     std::vector<std::wstring> dirs;
     walk_trail trail;
     // Everything is listed before anything goes, so a tree that cannot be read stays whole.
     if (!dir_exists(path) || !collect(path, files, dirs, trail))
         return false;
-    for (const auto& file : files)
-        if (!file_delete(file))
+    for (const auto& group : files)
+        if (!remove_group(group))
             return false;
     for (const auto& dir : dirs)
         if (!platform::remove_directory(dir))

@@ -394,7 +394,15 @@ void concat_path(const std::wstring& left, const std::wstring& right, std::wstri
     std::size_t begin = 0;
     while (begin < right.size() && is_separator_(right[begin]))
         ++begin;
-    std::wstring out = trim_trailing(left);
+    std::size_t end = left.size();
+    while (end > 0 && is_separator_(left[end - 1]))
+        --end;
+    std::wstring out;
+    out.reserve(end + 1 + right.size() - begin);
+    if (end == 0 && !left.empty() && detail::path_rules_().slash_root)
+        out = separator(); // the root stays
+    else
+        out.append(left, 0, end);
     if (begin < right.size()) {
         if (!out.empty() && !is_separator_(out.back()))
             out += separator();

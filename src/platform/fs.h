@@ -75,6 +75,11 @@ struct directory_entry {
 bool list_directory(const std::wstring& dir, bool with_sizes, std::vector<directory_entry>& entries,
                     object_identity* identity = nullptr, std::error_code* error = nullptr);
 
+// Removes the files `names[done..]` of `dir` in order, advancing `done` past each one removed;
+// false leaves `done` at the first that resisted.
+bool remove_files(const std::wstring& dir, const std::vector<std::wstring>& names,
+                  std::size_t& done, std::error_code* error = nullptr);
+
 // The entries matching a wildcard pattern; never null.
 std::unique_ptr<IFileEnumerator> open_file_enumerator(const std::wstring& pattern);
 

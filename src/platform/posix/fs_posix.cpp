@@ -345,6 +345,20 @@ bool list_directory(const std::wstring& dir, bool with_sizes, std::vector<direct
     return code == 0 || fail_with(code, error);
 }
 
+bool remove_files(const std::wstring& dir, const std::vector<std::wstring>& names,
+                  std::size_t& done, std::error_code* error) {
+    if (done >= names.size())
+        return true;
+    // Names relative to the open directory spare the system a walk along the path for each.
+    const fd_closer fd(::open(posix_path(dir).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fd.get() < 0)
+        return fail_with(errno, error);
+    for (; done < names.size(); ++done)
+        if (::unlinkat(fd.get(), detail::to_utf8(names[done]).c_str(), 0) != 0)
+            return fail_with(errno, error);
+    return true;
+}
+
 std::unique_ptr<IFileEnumerator> open_file_enumerator(const std::wstring& pattern) {
     return std::make_unique<posix_file_enumerator_impl_>(pattern);
 }

@@ -183,6 +183,14 @@ bool list_directory(const std::wstring& dir, bool, std::vector<directory_entry>&
     return code == ERROR_NO_MORE_FILES || fail_with(static_cast<int>(code), error);
 }
 
+bool remove_files(const std::wstring& dir, const std::vector<std::wstring>& names,
+                  std::size_t& done, std::error_code* error) {
+    for (; done < names.size(); ++done)
+        if (!::DeleteFileW(concat_path(dir, names[done]).c_str()))
+            return fail_with_last_error(error);
+    return true;
+}
+
 std::unique_ptr<IFileEnumerator> open_file_enumerator(const std::wstring& pattern) {
     return std::make_unique<win_file_enumerator_impl_>(pattern);
 }
