@@ -175,7 +175,8 @@ public:
 // Never null; an enumerator over a missing directory is done() at once.
 QEL_API std::unique_ptr<IFileEnumerator> file_enumerator_factory(const std::wstring& pattern);
 
-// The enumerator as a value that owns its implementation.
+// The enumerator as a value that owns its implementation. A moved-from enumerator may only be
+// destroyed or assigned to.
 class QEL_API file_enumerator {
 public:
     explicit file_enumerator(const std::wstring& pattern);
