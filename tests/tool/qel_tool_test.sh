@@ -210,8 +210,33 @@ says "no key 'missing' in section 'Main'"
 run 2 profile get p.ini
 says "wrong number of operands for 'get'"
 
+# A tree with sizes summed per directory; attributes as a table; path text for scripts.
+mkdir -p tree/sub
+printf 12 >tree/sub/b
+printf 1234 >tree/a
+run 0 fs tree tree
+[[ "$out" == *"           6  total" && "$out" == *"  sub/b"* ]] || fail "fs tree gave: $out"
+[[ "$(grep -c '  sub/$' <<<"$out")" == 1 && "$out" == *"           2  "*"sub/"* ]] || fail "fs tree: $out"
+run 0 fs attributes tree/a
+[[ "$out" == *"SIZE        BYTES        4"* && "$out" == *"DIRECTORY    false"* ]] || fail "fs attributes: $out"
+run 1 fs tree missing
+says "no directory 'missing'"
+run 0 fs path canonical 'C:\a\.\b\..\c\'
+sep='/'
+$windows && sep='\'
+[ "$out" = "C:${sep}a${sep}c" ] || fail "fs path canonical gave '$out'"
+run 0 fs path relative 'C:\a\b' 'C:\a\c\d.txt'
+[ "$out" = "..${sep}c${sep}d.txt" ] || fail "fs path relative gave '$out'"
+run 0 fs path split 'C:\a\b.txt'
+[ "$out" = "C:${sep}a${sep}"$'\nb\n.txt' ] || fail "fs path split gave '$out'"
+run 1 fs path absolute 'C:\a' '..\..\x'
+run 2 fs path relative a
+says "takes 2 operand(s)"
+run 2 fs nosuch
+says "expected tree, attributes or path"
+
 # Help on every command, -- ending the options, and messages with the system's reason.
-for command in demo compress decompress convert translit date log dump format profile; do
+for command in demo compress decompress convert translit date log dump format profile fs; do
     run 0 "$command" --help
     [[ "$out" == usage:* ]] || fail "$command --help: $out"
     run 0 "$command" -h

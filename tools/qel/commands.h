@@ -47,5 +47,6 @@ int run_log(const arguments& args);
 int run_dump(const arguments& args);
 int run_format(const arguments& args);
 int run_profile(const arguments& args);
+int run_fs(const arguments& args);
 
 } // namespace qel_tool

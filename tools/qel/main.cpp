@@ -103,6 +103,16 @@ const command commands[] = {
      "section, a new section at the end. The file is replaced in one step, so an interrupted\n"
      "set leaves the old file whole. A missing key or file is an error (exit code 1).\n",
      qel_tool::run_profile},
+    {"fs", "fs tree DIR | attributes PATH | path OP ARGS...",
+     "list a directory tree, show the attributes of a file, or work on path text",
+     "tree lists every entry below DIR in name order with its size (for a directory the sum\n"
+     "of everything below it), its last write time in local time and its path from DIR,\n"
+     "then the total; symbolic links are listed, not entered. attributes prints the\n"
+     "attribute groups of PATH, one GROUP KEY VALUE line each. path OP ARGS prints the\n"
+     "result of a path function: canonical P, normal P, relative BASE P, absolute BASE P,\n"
+     "split P (directory, name and extension on three lines), concat LEFT RIGHT,\n"
+     "equal A B, equivalent A B. A path that cannot be made is an error (exit code 1).\n",
+     qel_tool::run_fs},
 };
 
 void print_overview(std::ostream& out) {
