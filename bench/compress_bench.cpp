@@ -154,6 +154,48 @@ void zlib_raw_decompress(benchmark::State& state, const char* name) {
     report(state, in.size(), packed_size);
 }
 
+// 16 MiB of the corpus files one after the other, repeated.
+const std::vector<char>& mixed_16mib() {
+    static const std::vector<char> data = [] {
+        std::vector<char> all;
+        while (all.size() < (16u << 20))
+            for (const char* name : qel_bench::corpus_names) {
+                const auto& file = corpus_file(name);
+                all.insert(all.end(), file.begin(), file.end());
+            }
+        all.resize(16u << 20);
+        return all;
+    }();
+    return data;
+}
+
+// The forms with threads on 16 MiB: `threads` 1 (the calling thread) or 0 (every processor).
+void lzm_split_compress(benchmark::State& state, unsigned threads) {
+    const auto& in = mixed_16mib();
+    std::vector<char> out;
+    for (auto _ : state) {
+        qel::lzm_deflate(in.data(), in.size(), out, qel::lzm_options{threads});
+        benchmark::DoNotOptimize(out.data());
+    }
+    report(state, in.size(), out.size());
+}
+
+void lzm_split_decompress(benchmark::State& state, unsigned threads) {
+    const auto& in = mixed_16mib();
+    std::vector<char> packed;
+    qel::lzm_deflate(in, packed);
+    std::vector<char> out;
+    out.reserve(in.size());
+    for (auto _ : state) {
+        out.clear();
+        qel::lzm_inflate(packed.data(), packed.size(), out, qel::lzm_options{threads});
+        benchmark::DoNotOptimize(out.data());
+    }
+    if (out != in)
+        state.SkipWithError("lzm round trip differs");
+    report(state, in.size(), packed.size());
+}
+
 // Pairs run next to each other per file so their ratio is read off adjacent lines.
 int register_all() {
     for (const char* name : qel_bench::corpus_names) {
@@ -170,6 +212,15 @@ int register_all() {
                                      zlib_method_decompress, name);
         benchmark::RegisterBenchmark(("zlib_raw_decompress/" + file).c_str(), zlib_raw_decompress,
                                      name);
+    }
+    for (unsigned threads : {1u, 0u}) {
+        const std::string suffix = threads == 1 ? "/16MiB_one_thread" : "/16MiB_all_processors";
+        benchmark::RegisterBenchmark(("lzm_split_compress" + suffix).c_str(), lzm_split_compress,
+                                     threads)
+            ->UseRealTime();
+        benchmark::RegisterBenchmark(("lzm_split_decompress" + suffix).c_str(),
+                                     lzm_split_decompress, threads)
+            ->UseRealTime();
     }
     return 0;
 }

@@ -12,6 +12,8 @@
 //             file with std::ifstream in 64 KiB chunks, assembles little-endian units
 //             (surrogate pairs combined, as wide text on Linux holds code points), and ends a
 //             line at each LF, dropping the CR before it.
+//   and, for UTF-8, against the same getline split with each line converted by the library's
+//   own qel::char_to_wide (getline_char_to_wide/utf8_4MiB).
 //   Both sides open the file in every iteration and build each line in one reused
 //   std::wstring. Counter: file bytes per second. The files are made once per run in the
 //   temporary folder from prose.txt (repeated, line ends made CR LF, cut after the last whole
@@ -263,6 +265,25 @@ std::size_t peer_read_utf8_lines(const std::filesystem::path& path, converter& c
     return lines;
 }
 
+// The same split, each line converted by the library's own char_to_wide: what reading through
+// text_file_stream should not cost more than.
+std::size_t split_convert_utf8_lines(const std::filesystem::path& path, line_totals* totals) {
+    std::ifstream in(path, std::ios::binary);
+    std::string bytes;
+    std::wstring line;
+    std::size_t lines = 0;
+    while (std::getline(in, bytes)) {
+        if (!bytes.empty() && bytes.back() == '\r')
+            bytes.pop_back();
+        qel::char_to_wide(bytes.data(), bytes.size(), line, utf8);
+        ++lines;
+        benchmark::DoNotOptimize(line.data());
+        if (totals)
+            totals->add(line);
+    }
+    return lines;
+}
+
 std::size_t peer_read_utf16le_lines(const std::filesystem::path& path, line_totals* totals) {
     std::ifstream in(path, std::ios::binary);
     std::vector<char> chunk(64 * 1024);
@@ -360,6 +381,22 @@ void peer_read_lines_utf8(benchmark::State& state) {
     set_bytes(state, made.utf8_size);
 }
 
+void getline_char_to_wide_utf8(benchmark::State& state) {
+    const auto& made = files();
+    std::size_t lines = 0;
+    for (auto _ : state) {
+        lines = split_convert_utf8_lines(made.utf8_path, nullptr);
+        benchmark::DoNotOptimize(lines);
+    }
+    line_totals ours, theirs;
+    qel_read_all_lines(made.utf8_path, qel::cs_utf8, &ours);
+    split_convert_utf8_lines(made.utf8_path, &theirs);
+    if (!same_totals(ours, theirs))
+        state.SkipWithError("the stream and the split read different lines");
+    state.counters["lines"] = static_cast<double>(lines);
+    set_bytes(state, made.utf8_size);
+}
+
 void qel_read_lines_utf16le(benchmark::State& state) {
     const auto& made = files();
     for (auto _ : state)
@@ -397,6 +434,7 @@ int register_all() {
     }
     benchmark::RegisterBenchmark("qel_read_lines/utf8_4MiB", qel_read_lines_utf8);
     benchmark::RegisterBenchmark("peer_read_lines/utf8_4MiB", peer_read_lines_utf8);
+    benchmark::RegisterBenchmark("getline_char_to_wide/utf8_4MiB", getline_char_to_wide_utf8);
     benchmark::RegisterBenchmark("qel_read_lines/utf16le_4MiB", qel_read_lines_utf16le);
     benchmark::RegisterBenchmark("peer_read_lines/utf16le_4MiB", peer_read_lines_utf16le);
     return 0;

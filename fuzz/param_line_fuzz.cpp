@@ -1,7 +1,8 @@
 // Arbitrary text as a parameter line over a fixed declaration table with every type, a main
 // parameter, sub-lines, arrays and macros. Without diagnostics only an unknown macro tag may
 // throw; with them only the parse codes may; every getter throws only its documented codes,
-// and a merged line of a table whose main parameter comes first parses back to itself.
+// and a merged line parses back to a line that merges to the same text, unless the main
+// parameter's value reads as a name (nothing in a merged line is escaped).
 #include <qel/param_line.h>
 
 #include <cstdint>
@@ -37,15 +38,46 @@ void check(bool holds) {
         std::abort();
 }
 
-template <class F> void expect_codes(F f, std::initializer_list<int> codes) {
+// Runs f; false when it threw one of the codes.
+template <class F> bool expect_codes(F f, std::initializer_list<int> codes) {
     try {
         f();
+        return true;
     } catch (const qel::param_line_error& e) {
         bool known = false;
         for (int code : codes)
             known = known || e.code() == code;
         check(known);
+        return false;
     }
+}
+
+std::wstring merged_of(const qel::param_line& p) {
+    std::wstring line;
+    p.merge(line);
+    return line;
+}
+
+std::wstring remerged(const std::wstring& line) {
+    macros proc;
+    qel::param_line p(items, std::size(items), names, &proc, 0);
+    bool parsed = false;
+    check(expect_codes([&] { parsed = p.parse(line); }, {}) && parsed);
+    return merged_of(p);
+}
+
+// A merged line parses back to itself except where its text cannot say what the parameters
+// hold: a macro mark kept by a parameter given plain text later is written as the macro, and
+// the main parameter is written without its name, so an "=" before any "{" makes it a name.
+bool merges_faithfully(const qel::param_line& p) {
+    for (int id = 0; id < 8; ++id)
+        if (p.is_macro(id) && p.get_string(id) != p.get_macro(id).substr(1))
+            return false;
+    if (p.is_default(0) || !p.is_valid(0))
+        return true;
+    const std::wstring text = p.is_macro(0) ? L"@" + p.get_macro(0) : p.get_string(0);
+    const auto equals = text.find(L'=');
+    return equals == std::wstring::npos || text.find(L'{') < equals;
 }
 
 } // namespace
@@ -57,8 +89,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     macros proc;
     for (std::uint32_t flags : {0u, 1u}) {
         qel::param_line p(items, std::size(items), names, &proc, flags);
+        // A macro tag the processor refused stays marked on its parameter: such a line is
+        // not expected to merge into one that parses.
+        bool whole = true;
         if (flags == 0)
-            expect_codes([&] { p.parse(line); }, {7});
+            whole = expect_codes([&] { p.parse(line); }, {7});
         else
             expect_codes([&] { p.parse(line); }, {2, 3, 4, 5, 7});
         for (int id = 0; id < 8; ++id) {
@@ -72,18 +107,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             std::vector<std::wstring> parts;
             expect_codes([&] { p.get_sublinearray(id, parts); }, {5});
         }
-        if (flags != 0)
+        if (flags != 0 || !whole)
             continue;
-        std::wstring merged;
-        p.merge(merged);
-        qel::param_line q(items, std::size(items), names, &proc, 0);
-        bool reparsed = false;
-        expect_codes([&] { reparsed = q.parse(merged); }, {7});
-        if (reparsed) {
-            // Merging the reparsed line is not yet always the same text (an open finding,
-            // e.g. "{k=s\0$x-};m=s={@kb;c}}\x1fm=@@kx;;b= 0 ;zz=1;loose"): exercised only.
-            std::wstring again;
-            q.merge(again);
+        if (merges_faithfully(p)) {
+            const std::wstring merged = merged_of(p);
+            check(remerged(merged) == merged);
         }
     }
     return 0;

@@ -522,6 +522,89 @@ TEST(LzmStreamTest, TruncatedPayloadDeliversEarlierBlocksThenFails) {
                        "input stream unexpected end");
 }
 
+// A faulty block (an offset past the block's bytes, a cut literal run, 8415 bytes, a bad
+// magic) among 60 valid ones, at the start, in the first pair, at the edges of three
+// threads' shares and at the end: every form fails as decoding the blocks one by one does,
+// with the same message and the same bytes left (a stream output gets whole blocks only).
+TEST(LzmStreamTest, FaultyBlockAmongValidOnesFailsAsBlockByBlock) {
+    bytes packed;
+    qel::lzm_deflate(mixed_data(60 * 8191, 21), packed);
+    std::vector<bytes> valid;
+    for (std::size_t at = 0, n = 0; at < packed.size(); at += n) {
+        n = 4 + (static_cast<unsigned char>(packed[at + 2]) |
+                 static_cast<std::size_t>(static_cast<unsigned char>(packed[at + 3])) << 8);
+        valid.push_back(bytes(packed.begin() + static_cast<long>(at),
+                              packed.begin() + static_cast<long>(at + n)));
+    }
+    bytes oversized = hex({0x5B, 0x5A, 99, 0x00});
+    for (int i = 0; i < 33; ++i)
+        oversized = cat(oversized, hex({0x00, 0xFF, 0x7A}));
+    const bytes faults[] = {
+        cat(cat(hex({0x5B, 0x5A, 0x17, 0x00, 0x14}), bytes(20, 'a')), hex({0x80, 0x50})),
+        hex({0x5B, 0x5A, 0x06, 0x00, 0x02, 0x61, 0x62, 0x1E, 0x78, 0x79}), oversized,
+        hex({0x5A, 0x5B, 0x00, 0x00})};
+    for (const bytes& fault : faults) {
+        for (std::size_t k : std::vector<std::size_t>{0, 1, 2, 19, 20, 21, 41, 60}) {
+            std::vector<bytes> blocks(valid.begin(), valid.begin() + static_cast<long>(k));
+            blocks.push_back(fault);
+            blocks.insert(blocks.end(), valid.begin() + static_cast<long>(k), valid.end());
+            bytes input, decoded, complete;
+            std::string msg;
+            for (const bytes& b : blocks) {
+                input = cat(input, b);
+                if (!msg.empty())
+                    continue;
+                try {
+                    qel::lzm_inflate(b, decoded);
+                    complete = decoded;
+                } catch (const qel::compress_error& e) {
+                    msg = e.what();
+                }
+            }
+            bytes v1, v2, v3 = of("x");
+            std::ostringstream o1, o2;
+            std::istringstream i2(str(input));
+            auto m1 = source_of(input);
+            EXPECT_TRUE(throws_compress_error([&] { qel::lzm_inflate(input, v1); }, msg));
+            EXPECT_TRUE(throws_compress_error([&] { qel::lzm_inflate(input, o1); }, msg));
+            EXPECT_TRUE(
+                throws_compress_error([&] { qel::lzm_inflate(m1.get_interface(), v2); }, msg));
+            EXPECT_TRUE(throws_compress_error([&] { qel::lzm_inflate(i2, o2); }, msg));
+            EXPECT_TRUE(throws_compress_error(
+                [&] { qel::lzm_inflate(input.data(), input.size(), v3, qel::lzm_options{3}); },
+                msg));
+            EXPECT_EQ(v1, decoded) << "block " << k;
+            EXPECT_EQ(v2, decoded) << "block " << k;
+            EXPECT_EQ(v3, cat(of("x"), decoded)) << "block " << k;
+            EXPECT_EQ(of(o1.str()), complete) << "block " << k;
+            EXPECT_EQ(of(o2.str()), complete) << "block " << k;
+        }
+    }
+}
+
+// The forms with threads give the bytes of the single-thread forms, also around the
+// vector's earlier contents: deflating overwrites from index 0, inflating appends.
+TEST(LzmParallelTest, SameBytesAsOneThread) {
+    const bytes junk(40 * 8191, 'j');
+    for (std::size_t size : std::vector<std::size_t>{0, 5, 32 * 8191 - 1, 48 * 8191 + 7}) {
+        const bytes data = mixed_data(size, static_cast<std::uint32_t>(size));
+        bytes packed;
+        qel::lzm_deflate(data, packed);
+        for (unsigned threads : {0u, 2u, 3u, 8u}) {
+            for (const bytes& start : {bytes{}, junk}) {
+                bytes one = start, split = start, back = start, split_back = start;
+                qel::lzm_deflate(data.data(), data.size(), one);
+                qel::lzm_deflate(data.data(), data.size(), split, qel::lzm_options{threads});
+                qel::lzm_inflate(packed.data(), packed.size(), back);
+                qel::lzm_inflate(packed.data(), packed.size(), split_back,
+                                 qel::lzm_options{threads});
+                EXPECT_EQ(split, one) << size << " bytes, " << threads << " threads";
+                EXPECT_EQ(split_back, back) << size << " bytes, " << threads << " threads";
+            }
+        }
+    }
+}
+
 // ---------------------------------------------------------------------------------------
 // zlib method
 

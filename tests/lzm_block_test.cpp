@@ -207,6 +207,12 @@ TEST(LzmEncoder, MatchesAtTheTokenLimits) {
         EXPECT_EQ(encode(s), literal_runs(s.substr(0, 4115)) + bytes({0xBF, 0xFF}) +
                                  literal_runs(s.substr(4121)));
     }
+    { // 63 pending literals at the match: flushed, and the match takes the flush's "11"
+      // (lzm_select(0, 7, 100) alone would give "01")
+        const std::string s = planted(300, 26, 126, 7);
+        EXPECT_EQ(encode(s), literal_runs(s.substr(0, 126)) + bytes({0xC0, 0x03, 0x24}) +
+                                 literal_runs(s.substr(133)));
+    }
     { // 30 pending literals are flushed, then "11" with length 34 and offset 8157
         const std::string s = planted(8191, 0, 8157, 34);
         EXPECT_EQ(encode(s), literal_runs(s.substr(0, 8157)) + bytes({0xC3, 0xFE, 0xEF}));

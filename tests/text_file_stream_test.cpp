@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <initializer_list>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -273,6 +274,36 @@ TEST(TextFileRead, LineEndsOfEachPolicy) {
     // A final line end leaves one more, empty, line that ends with the end flag.
     ansi = reader(dir, "x\r\n", enc(qel::cs_ansi));
     EXPECT_EQ(lines_of(ansi), (std::vector<std::wstring>{L"x", L""}));
+}
+
+// Lines of 100 KB of UTF-8, so that sequences, CR LF pairs, dropped CRs and marks fall on
+// every side of the 32 KiB read-ahead's edges.
+TEST(TextFileRead, Utf8AcrossTheReadAhead) {
+    const std::pair<std::string, std::wstring> pieces[] = {
+        {"a", L"a"}, {"xyz ", L"xyz "},     {"\xC3\xA9", L"\u00E9"}, {"\xE2\x82\xAC", L"\u20AC"},
+        {"\r", L""}, {"\xEF\xBB\xBF", L""}, {"\xEF\xBF\xBE", L""},
+    };
+    std::mt19937 rng(3);
+    std::string content;
+    std::vector<std::wstring> lines(1);
+    std::wstring solid;
+    while (content.size() < 100000) {
+        if (rng() % 40 == 0) {
+            content += "\r\n";
+            solid += L'\n';
+            lines.emplace_back();
+            continue;
+        }
+        const auto& [bytes, wide] = pieces[rng() % std::size(pieces)];
+        content += bytes;
+        solid += wide;
+        lines.back() += wide;
+    }
+    temp_dir dir;
+    auto s = reader(dir, content, enc(qel::cs_utf8));
+    EXPECT_EQ(lines_of(s), lines);
+    s = reader(dir, content, enc(qel::cs_utf8));
+    EXPECT_EQ(solid_of(s), solid);
 }
 
 TEST(TextFileRoundTrip, EachCharsetReadsBackWhatItWrote) {

@@ -162,6 +162,21 @@ QEL_API void lzm_inflate(IStream& in, std::vector<char>& out);
 QEL_API void lzm_inflate(std::istream& in, std::ostream& out);
 QEL_API void lzm_inflate(IStream& in, IStream& out);
 
+// Options of the lzm one-call forms that can split their work between threads.
+struct lzm_options {
+    // Threads to work with: 1 is the calling thread alone, 0 one per processor the process
+    // may use. The work is split at block boundaries, and each thread gets at least 16 blocks
+    // (about 128 KiB), so small inputs stay in the calling thread.
+    unsigned threads = 1;
+};
+
+// As the forms above, with the work split between threads: the same bytes, the same
+// compress_error, and the same bytes left in `out` after it as with one thread.
+QEL_API void lzm_deflate(const char* data, std::size_t size, std::vector<char>& out,
+                         const lzm_options& options);
+QEL_API void lzm_inflate(const char* data, std::size_t size, std::vector<char>& out,
+                         const lzm_options& options);
+
 // The zlib method: one zlib stream out; concatenated zlib streams in.
 QEL_API void zlib_deflate(const char* data, std::size_t size, std::vector<char>& out);
 QEL_API void zlib_deflate(const std::vector<char>& in, std::vector<char>& out);

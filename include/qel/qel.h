@@ -5,6 +5,7 @@
 #include <qel/datetime.h>
 #include <qel/exception.h>
 #include <qel/format.h>
+#include <qel/fs.h>
 #include <qel/log.h>
 #include <qel/mem_pool.h>
 #include <qel/param_line.h>

@@ -59,6 +59,15 @@ private:
 // stay appended. Nothing outside the payload or the block's own output is ever read.
 std::size_t lzm_decode_block(const char* payload, std::size_t size, std::vector<char>& out);
 
+// Decodes two payloads, the blocks one after the other, and appends their bytes to `out`;
+// returns how many were appended. The tokens of the two are interleaved, which is faster than
+// two calls of lzm_decode_block, and the results are the same: on a fault in the first block
+// only its bytes decoded so far stay appended, on a fault in the second the whole first block
+// and the second one's bytes so far. `first_size` receives the first block's size as soon as
+// it is decoded.
+std::size_t lzm_decode_pair(const char* payload1, std::size_t size1, const char* payload2,
+                            std::size_t size2, std::vector<char>& out, std::size_t& first_size);
+
 // The 4-byte header of a block with `payload_size` payload bytes.
 void lzm_write_header(char* header, std::uint16_t payload_size);
 

@@ -202,4 +202,59 @@ std::wstring from_utf8(std::string_view text) {
     return out;
 }
 
+namespace {
+constexpr wchar_t replacement = 0xFFFD;
+} // namespace
+
+void decode_utf8_strict(const char* s, std::size_t n, std::wstring& out) {
+    auto p = reinterpret_cast<const unsigned char*>(s);
+    const auto end = p + n;
+    out.reserve(n);
+    while (p < end) {
+        unsigned char b = *p;
+        if (b < 0x80) {
+            out.push_back(static_cast<wchar_t>(b));
+            ++p;
+            continue;
+        }
+        int extra = b >= 0xC2 && b <= 0xDF   ? 1
+                    : b >= 0xE0 && b <= 0xEF ? 2
+                    : b >= 0xF0 && b <= 0xF4 ? 3
+                                             : -1;
+        if (extra < 0) {
+            out.push_back(replacement);
+            ++p;
+            continue;
+        }
+        // The second byte's range excludes overlong forms, surrogates and code points past
+        // U+10FFFF.
+        unsigned char low = b == 0xE0 ? 0xA0 : b == 0xF0 ? 0x90 : 0x80;
+        unsigned char high = b == 0xED ? 0x9F : b == 0xF4 ? 0x8F : 0xBF;
+        std::uint32_t unit = b & (0x3F >> extra);
+        const unsigned char* q = p + 1;
+        bool valid = true;
+        for (int i = 0; i < extra; ++i, ++q) {
+            bool in_range = q < end && (i == 0 ? (*q >= low && *q <= high) : is_continuation(*q));
+            if (!in_range) {
+                valid = false;
+                break;
+            }
+            unit = (unit << 6) | (*q & 0x3F);
+        }
+        out.push_back(valid ? static_cast<wchar_t>(unit) : replacement);
+        p = q;
+    }
+}
+
+void encode_utf8_strict(const wchar_t* s, std::size_t n, std::string& out) {
+    const std::size_t start = out.size();
+    out.resize(start + 4 * n);
+    char* p = out.data() + start;
+    for (std::size_t i = 0; i < n; ++i) {
+        auto u = static_cast<std::uint32_t>(s[i]);
+        p = encode_unit(p, u >= 0xD800 && u <= 0xDFFF ? replacement : u);
+    }
+    out.resize(static_cast<std::size_t>(p - out.data()));
+}
+
 } // namespace qel::detail

@@ -1,4 +1,6 @@
-// The library's own UTF-8 codec, shared by exception messages, conversions and text files.
+// The library's own UTF-8 codec, shared by exception messages, conversions and text files,
+// and the strict one the POSIX code page layer uses for 65001. A leaf: it depends on nothing
+// else of the library, so the platform layer may use it too.
 #pragma once
 
 #include <cstddef>
@@ -18,6 +20,12 @@ const char* append_wide_from_utf8(std::wstring& out, const char* first, const ch
 
 // Decodes all of [first, last): a zero byte gives U+0000 and decoding goes on.
 void append_wide_from_utf8_bytes(std::wstring& out, const char* first, const char* last);
+
+// Code page 65001 as Windows converts it, for systems that have no such code page: every
+// maximal invalid part of the bytes becomes U+FFFD, and so does a surrogate or a unit past
+// U+10FFFF on the way out. Nothing fails. Both append to `out`.
+void decode_utf8_strict(const char* s, std::size_t n, std::wstring& out);
+void encode_utf8_strict(const wchar_t* s, std::size_t n, std::string& out);
 
 std::string to_utf8(std::wstring_view text);
 std::wstring from_utf8(std::string_view text);

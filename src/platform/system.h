@@ -26,7 +26,8 @@ std::wstring user_name();
 bool user_is_admin();
 bool process_is_admin();
 std::wstring processor_description();
-int processor_count();
+// As the system reports it (GetSystemInfo, online processors); 0 when it does not say.
+int system_processor_count();
 std::wstring os_name();
 std::wstring os_version();
 bool is_server_os();

@@ -23,4 +23,7 @@ detail::thread_local_impl_* new_thread_local();
 // The system's handle of the thread (a HANDLE on Windows, a pthread_t on POSIX).
 void* native_thread_handle(std::thread& thread);
 
+// The processors this process may run on now, at least 1.
+unsigned processor_count();
+
 } // namespace qel::platform

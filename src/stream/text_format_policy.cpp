@@ -5,8 +5,10 @@
 #include "stream/file_buffer.h"
 
 #include <cstdint>
+#include <cstring>
 #include <cwchar>
 #include <string_view>
+#include <typeinfo>
 
 namespace qel::detail {
 namespace {
@@ -192,18 +194,6 @@ public:
 private:
     static bool skipped(wchar_t unit) { return unit == cr || unit == 0xFEFF || unit == 0xFFFE; }
 
-    // Plain ASCII up to the next CR or LF is one unit per byte: it is taken from the read-ahead
-    // in one step, and everything else goes through read_unit.
-    static void take_ascii_run(file_buffer& file, std::wstring& text) {
-        auto [first, last] = file.buffered_input();
-        const char* stop = first;
-        while (stop != last && static_cast<unsigned char>(*stop) < 0x80 && *stop != '\r' &&
-               *stop != '\n')
-            ++stop;
-        text.append(first, stop);
-        file.consume(static_cast<std::size_t>(stop - first));
-    }
-
     static void append_text_unit(std::string& bytes, wchar_t unit) {
         if (unit == lf)
             Format::encode_unit(bytes, cr);
@@ -225,10 +215,17 @@ private:
     static void read_units(std::iostream& stream, std::wstring& text, bool to_line_end) {
         if (!may_read(stream))
             return;
-        auto* file = Format::ascii_runs ? dynamic_cast<file_buffer*>(stream.rdbuf()) : nullptr;
+        // A file's own buffer is the case worth a fast path; comparing types costs less than
+        // a dynamic_cast on every line.
+        std::streambuf* const buffer = stream.rdbuf();
+        auto* file = Format::scans_buffer && buffer && typeid(*buffer) == typeid(file_buffer)
+                         ? static_cast<file_buffer*>(buffer)
+                         : nullptr;
         for (;;) {
-            if (file)
-                take_ascii_run(*file, text);
+            if constexpr (Format::scans_buffer) {
+                if (file && Format::take_buffered(*file, text, to_line_end))
+                    return;
+            }
             wchar_t unit = Format::read_unit(stream);
             if (!stream.good() || (to_line_end && unit == lf))
                 return;
@@ -253,7 +250,7 @@ bool is_low_surrogate(unsigned unit) {
 // UTF-16 in either byte order. Where wchar_t holds code points, a surrogate pair is one
 // unit in memory and two in the file; a lone surrogate passes as its value.
 template <bool big_endian> struct utf16_format {
-    static constexpr bool ascii_runs = false;
+    static constexpr bool scans_buffer = false;
     static constexpr std::string_view signature = big_endian ? "\xFE\xFF" : "\xFF\xFE";
 
     static wchar_t read_unit(std::iostream& stream) {
@@ -317,8 +314,78 @@ template <bool big_endian> struct utf16_format {
 };
 
 struct utf8_format {
-    static constexpr bool ascii_runs = true;
+    static constexpr bool scans_buffer = true;
     static constexpr std::string_view signature = "\xEF\xBB\xBF";
+
+    static bool is_continuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
+
+    // Takes what read_unit would give, and read_units keep, straight from the read-ahead:
+    // ASCII without CR, and whole two- and three-byte sequences other than U+FEFF and U+FFFE.
+    // Stops before anything else, which read_unit then reads, or after the LF that ends a
+    // line when `to_line_end` (and returns true). Reading byte by byte through the stream
+    // costs several times as much.
+    static bool take_buffered(file_buffer& file, std::wstring& text, bool to_line_end) {
+        for (;;) {
+            const auto [first, last] = file.buffered_input();
+            const auto* const begin = reinterpret_cast<const unsigned char*>(first);
+            const auto* at = begin;
+            // No continuation byte is an LF, so a sequence whole in the read-ahead is whole
+            // before the line's LF too.
+            const void* lf_found =
+                to_line_end && first != last
+                    ? std::memchr(first, '\n', static_cast<std::size_t>(last - first))
+                    : nullptr;
+            const auto* const stop = static_cast<const unsigned char*>(
+                lf_found ? lf_found : static_cast<const void*>(last));
+            // At most one unit a byte: written in place, the excess cut off below.
+            const std::size_t kept = text.size();
+            text.resize(kept + static_cast<std::size_t>(stop - at));
+            wchar_t* const out = text.data() + kept;
+            wchar_t* o = out;
+            while (at != stop) {
+                // Eight ASCII bytes without CR at a time: the common case.
+                if (stop - at >= 8) {
+                    std::uint64_t word;
+                    std::memcpy(&word, at, 8);
+                    constexpr std::uint64_t ones = 0x0101010101010101;
+                    constexpr std::uint64_t highs = 0x8080808080808080;
+                    const std::uint64_t cr_bytes = word ^ 0x0D * ones; // zero where CR
+                    if (((word | ((cr_bytes - ones) & ~cr_bytes)) & highs) == 0) {
+                        for (int k = 0; k < 8; ++k)
+                            o[k] = static_cast<wchar_t>(at[k]);
+                        o += 8;
+                        at += 8;
+                        continue;
+                    }
+                }
+                const unsigned lead = *at;
+                if (lead < 0x80) {
+                    if (lead != '\r')
+                        *o++ = static_cast<wchar_t>(lead);
+                    ++at;
+                } else if (lead >= 0xC0 && lead < 0xE0 && stop - at >= 2 &&
+                           is_continuation(at[1])) {
+                    *o++ = static_cast<wchar_t>((lead & 0x1F) << 6 | (at[1] & 0x3Fu));
+                    at += 2;
+                } else if (lead >= 0xE0 && lead < 0xF0 && stop - at >= 3 &&
+                           is_continuation(at[1]) && is_continuation(at[2])) {
+                    const unsigned unit =
+                        (lead & 0x0F) << 12 | (at[1] & 0x3Fu) << 6 | (at[2] & 0x3Fu);
+                    if (unit != 0xFEFF && unit != 0xFFFE)
+                        *o++ = static_cast<wchar_t>(unit);
+                    at += 3;
+                } else {
+                    break;
+                }
+            }
+            text.resize(kept + static_cast<std::size_t>(o - out));
+            const bool line_end = at == stop && lf_found != nullptr;
+            file.consume(static_cast<std::size_t>(at - begin) + (line_end ? 1 : 0));
+            // Past the read-ahead's end, and only there, the next piece is taken the same way.
+            if (line_end || at == begin || at != stop)
+                return line_end;
+        }
+    }
 
     // One sequence: a byte-order mark is skipped, a broken sequence sets fail and gives 0,
     // a lead byte from F0 up gives "?" unless wchar_t can hold the code point.

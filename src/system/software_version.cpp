@@ -1,4 +1,5 @@
 // Build descriptions: the packed version, "build.ini" and the version text template.
+#include <qel/fs.h>
 #include <qel/profile.h>
 #include <qel/system.h>
 
@@ -46,13 +47,13 @@ std::uint32_t parse_version(const std::wstring& text) {
     return (major << 24) | (minor % 1000 / 100) << 16 | (minor % 100 / 10) << 8 | (minor % 10);
 }
 
-// Where the build description of the folder `path` is; empty when `path` names no folder.
-// Kept apart so that the file system family's get_absolute_path can take its place.
+// Where the build description of the folder `path` is; empty when `path` names no folder,
+// which opens no file.
 std::wstring build_ini_name(const std::wstring& path) {
-    if (path.empty())
-        return std::wstring();
-    const wchar_t last = path.back();
-    return path + (last == L'\\' || last == L'/' ? L"" : L"\\") + L"build.ini";
+    std::wstring name;
+    if (!get_absolute_path(path, L"build.ini", name))
+        name.clear();
+    return name;
 }
 
 void replace_first(std::wstring& text, std::wstring_view tag, const std::wstring& value) {

@@ -27,7 +27,7 @@ std::wstring get_processor_description() {
 }
 
 int get_processors_number() {
-    const int count = platform::processor_count();
+    const int count = platform::system_processor_count();
     return count > 0 ? count : 1;
 }
 

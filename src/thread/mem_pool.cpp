@@ -93,7 +93,7 @@ void add_chunk(bucket& b, std::uint64_t count) {
     b.free_head = previous;
 }
 
-bucket* new_bucket(std::uint64_t size) {
+[[gnu::noinline]] bucket* new_bucket(std::uint64_t size) {
     auto* b = new bucket{size + header_size};
     try {
         add_chunk(*b, first_chunk_slots);
@@ -104,16 +104,20 @@ bucket* new_bucket(std::uint64_t size) {
     return b;
 }
 
-slot take_slot(bucket& b) {
-    if (b.free_head == nullptr) {
-        std::uint64_t count = 2 * b.newest_count;
-        if (count * b.slot_size > chunk_byte_cap) {
-            count = chunk_byte_cap / b.slot_size;
-            if (count == 0)
-                count = 1;
-        }
-        add_chunk(b, count);
+// Kept out of line so that the hot paths need no saved registers.
+[[gnu::noinline]] void grow(bucket& b) {
+    std::uint64_t count = 2 * b.newest_count;
+    if (count * b.slot_size > chunk_byte_cap) {
+        count = chunk_byte_cap / b.slot_size;
+        if (count == 0)
+            count = 1;
     }
+    add_chunk(b, count);
+}
+
+slot take_slot(bucket& b) {
+    if (b.free_head == nullptr)
+        grow(b);
     slot s = b.free_head;
     b.free_head = next_of(s);
     set_next(s, nullptr);
@@ -124,8 +128,9 @@ slot take_slot(bucket& b) {
 
 class mem_pool_impl_ {
 public:
-    explicit mem_pool_impl_(std::uint64_t limit)
-        : limit_(limit), buckets_(std::make_unique<bucket*[]>(static_cast<std::size_t>(limit))) {}
+    explicit mem_pool_impl_(std::uint64_t limit, bool guarded = false)
+        : limit_(limit), guarded_(guarded),
+          buckets_(std::make_unique<bucket*[]>(static_cast<std::size_t>(limit))) {}
     virtual ~mem_pool_impl_() {
         for (std::uint64_t i = 0; i < limit_; ++i) {
             bucket* b = buckets_[i];
@@ -148,49 +153,81 @@ public:
     void* alloc(std::uint64_t size) {
         if (size == 0)
             return nullptr;
-        if (size >= limit_) {
-            if (size > std::numeric_limits<std::uint64_t>::max() - header_size)
-                throw std::bad_alloc();
-            auto s = static_cast<slot>(heap_alloc(size + header_size));
-            set_owner(s, nullptr);
-            set_next(s, nullptr);
-            return s + header_size;
-        }
-        lock();
-        struct unlock_at_end {
-            mem_pool_impl_& pool;
-            ~unlock_at_end() { pool.unlock(); }
-        } guard{*this};
-        bucket*& b = buckets_[size];
-        if (b == nullptr)
-            b = new_bucket(size);
-        return take_slot(*b) + header_size;
+        if (size >= limit_)
+            return heap_block(size);
+        if (!guarded_)
+            return pooled_slot(size) + header_size;
+        return guarded_alloc(size);
     }
 
     void free(void* p) {
         if (p == nullptr)
             return;
         slot s = static_cast<slot>(p) - header_size;
+        if (!guarded_)
+            return release(s);
+        guarded_free(s);
+    }
+
+private:
+    // The guarded and heap paths stay out of line, so that the single-threaded pooled path
+    // compiles to a leaf that saves no registers.
+    [[gnu::noinline]] static void* heap_block(std::uint64_t size) {
+        if (size > std::numeric_limits<std::uint64_t>::max() - header_size)
+            throw std::bad_alloc();
+        auto s = static_cast<slot>(heap_alloc(size + header_size));
+        set_owner(s, nullptr);
+        set_next(s, nullptr);
+        return s + header_size;
+    }
+
+    [[gnu::noinline]] void* guarded_alloc(std::uint64_t size) {
         lock();
+        struct unlock_at_end {
+            mem_pool_impl_& pool;
+            ~unlock_at_end() { pool.unlock(); }
+        } guard{*this};
+        return pooled_slot(size) + header_size;
+    }
+
+    [[gnu::noinline]] void guarded_free(slot s) {
+        lock();
+        release(s);
+        unlock();
+    }
+
+    slot pooled_slot(std::uint64_t size) {
+        bucket*& b = buckets_[size];
+        if (b == nullptr)
+            b = new_bucket(size);
+        return take_slot(*b);
+    }
+
+    static void release(slot s) {
         if (bucket* b = owner_of(s)) {
             set_next(s, b->free_head);
             b->free_head = s;
         } else {
             std::free(s);
         }
-        unlock();
     }
 
-private:
     std::uint64_t limit_;
+    // The single-threaded pool skips the lock calls on its hot paths; they do nothing there.
+    bool guarded_;
     std::unique_ptr<bucket*[]> buckets_;
 };
 
 class mem_pool_mt_impl_ final : public mem_pool_impl_ {
 public:
-    using mem_pool_impl_::mem_pool_impl_;
+    explicit mem_pool_mt_impl_(std::uint64_t limit) : mem_pool_impl_(limit, true) {}
+    // A pooled call holds the lock for a few nanoseconds: a short run of attempts usually gets
+    // it before the waiting thread would have gone to sleep in the kernel.
     void lock() override {
         try {
+            for (int attempt = 0; attempt < spin_attempts; ++attempt)
+                if (mutex_.try_lock())
+                    return;
             mutex_.lock();
         } catch (...) {
         }
@@ -198,6 +235,7 @@ public:
     void unlock() override { mutex_.unlock(); }
 
 private:
+    static constexpr int spin_attempts = 100;
     std::mutex mutex_;
 };
 

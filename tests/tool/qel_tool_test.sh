@@ -48,6 +48,28 @@ for method in lzm zlib; do
     rm -f back piped piped.back
 done
 
+# lzm split between threads: the bytes of one thread, by default from 1 MiB on; a cut file
+# fails and leaves nothing; a bad count is a usage error.
+seq 1 250000 >big
+run 0 compress --threads 1 big big.1
+run 0 compress --threads 3 big big.3
+run 0 compress big big.auto
+same big.3 big.1
+same big.auto big.1
+run 0 decompress -t 2 big.1 big.back
+same big.back big
+head -c 500000 big.1 >cut.lzm
+run 1 decompress --threads 2 cut.lzm cut.out
+says "corrupt input"
+[ ! -e cut.out ] || fail "output left after a failure"
+for bad in 0 x 1025; do
+    run 2 compress --threads "$bad" big never.lzm
+    says "bad thread count '$bad'"
+done
+run 0 compress --help
+[[ "$out" == *"--threads N"* ]] || fail "compress --help does not tell of --threads"
+rm -f big big.1 big.3 big.auto big.back cut.lzm
+
 # Output that exists needs --force; the same file in and out is refused with exit 2.
 run 1 compress x keep.txt
 says "exists (use --force"
@@ -213,8 +235,33 @@ run 1 version missing
 run 2 version x
 says "is not named build.ini"
 
+# A tree with sizes summed per directory; attributes as a table; path text for scripts.
+mkdir -p tree/sub
+printf 12 >tree/sub/b
+printf 1234 >tree/a
+run 0 fs tree tree
+[[ "$out" == *"           6  total" && "$out" == *"  sub/b"* ]] || fail "fs tree gave: $out"
+[[ "$(grep -c '  sub/$' <<<"$out")" == 1 && "$out" == *"           2  "*"sub/"* ]] || fail "fs tree: $out"
+run 0 fs attributes tree/a
+[[ "$out" == *"SIZE        BYTES        4"* && "$out" == *"DIRECTORY    false"* ]] || fail "fs attributes: $out"
+run 1 fs tree missing
+says "no directory 'missing'"
+run 0 fs path canonical 'C:\a\.\b\..\c\'
+sep='/'
+$windows && sep='\'
+[ "$out" = "C:${sep}a${sep}c" ] || fail "fs path canonical gave '$out'"
+run 0 fs path relative 'C:\a\b' 'C:\a\c\d.txt'
+[ "$out" = "..${sep}c${sep}d.txt" ] || fail "fs path relative gave '$out'"
+run 0 fs path split 'C:\a\b.txt'
+[ "$out" = "C:${sep}a${sep}"$'\nb\n.txt' ] || fail "fs path split gave '$out'"
+run 1 fs path absolute 'C:\a' '..\..\x'
+run 2 fs path relative a
+says "takes 2 operand(s)"
+run 2 fs nosuch
+says "expected tree, attributes or path"
+
 # Help on every command, -- ending the options, and messages with the system's reason.
-for command in demo compress decompress convert translit date log dump format profile uuid sysinfo version; do
+for command in demo compress decompress convert translit date log dump format profile fs uuid sysinfo version; do
     run 0 "$command" --help
     [[ "$out" == usage:* ]] || fail "$command --help: $out"
     run 0 "$command" -h

@@ -50,5 +50,6 @@ int run_profile(const arguments& args);
 int run_uuid(const arguments& args);
 int run_sysinfo(const arguments& args);
 int run_version(const arguments& args);
+int run_fs(const arguments& args);
 
 } // namespace qel_tool

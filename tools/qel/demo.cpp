@@ -294,6 +294,37 @@ struct pool_body : qel::IThreadBody {
     }
 };
 
+void demo_fs(const std::filesystem::path& folder) {
+    std::cout << "== paths, files and directories\n";
+    std::cout << "  canonical of C:\\a\\.\\b\\..\\c\\: "
+              << to_utf8(qel::make_canonical_path(L"C:\\a\\.\\b\\..\\c\\")) << "\n";
+    std::wstring relative;
+    qel::get_relative_path(L"C:\\a\\b", L"C:\\a\\c\\d.txt", relative);
+    std::cout << "  C:\\a\\c\\d.txt seen from C:\\a\\b: " << to_utf8(relative) << "\n";
+    const std::wstring tree = qel::concat_path(folder.wstring(), L"tree");
+    qel::create_path(qel::concat_path(tree, L"a\\b"));
+    for (const wchar_t* name : {L"one.txt", L"a\\two.txt", L"a\\b\\three.dat"}) {
+        qel::file_stream file(qel::concat_path(tree, name), qel::file_stream_mode::create());
+        file.write("12345", 5);
+    }
+    std::uint64_t size = 0;
+    qel::dir_deep_size(tree, size);
+    const std::wstring copy = qel::concat_path(folder.wstring(), L"copy");
+    const bool copied = qel::dir_deep_copy(tree, copy, false);
+    std::cout << "  created a tree of 3 files, " << size << " bytes in all; deep copy "
+              << (copied ? "done" : "FAILED") << "\n  .txt files in the copy:";
+    for (qel::file_enumerator e(copy, L"txt"); e.more(); e.next())
+        std::cout << " " << to_utf8(e.filename());
+    qel::fsobj_attribute_map attributes;
+    qel::fsobj_attributes(qel::concat_path(copy, L"one.txt"), attributes,
+                          qel::fsobj_group_attributes | qel::fsobj_group_size);
+    std::cout << "\n  one.txt: " << attributes[L"SIZE"][L"BYTES"].get_double()
+              << " bytes, read-only " << std::boolalpha
+              << attributes[L"ATTRIBUTES"][L"READONLY"].get_bool()
+              << "\n  deep delete of the copy: "
+              << (qel::dir_deep_delete(copy) && !qel::dir_exists(copy) ? "done" : "FAILED") << "\n";
+}
+
 void demo_threads() {
     std::cout << "== threads and memory\n";
     qel::mem_pool pool(256, qel::mem_pool::multi_thread);
@@ -345,6 +376,7 @@ int run_demo(const arguments& args) {
     demo_serialization();
     demo_variant();
     demo_profile(folder);
+    demo_fs(folder);
     demo_threads();
     demo_system(folder);
     std::filesystem::remove_all(folder);

@@ -44,16 +44,20 @@ struct command {
 const command commands[] = {
     {"demo", "demo", "run a short tour of the library in a temporary folder", "",
      qel_tool::run_demo},
-    {"compress", "compress [--method lzm|zlib] [--force] IN OUT",
+    {"compress", "compress [--method lzm|zlib] [--threads N] [--force] IN OUT",
      "compress IN into OUT (lzm by default)",
      "IN or OUT may be - for standard input or output. An existing OUT is replaced only with\n"
      "--force, and only once the whole output is written; on a failure or an interrupt it\n"
-     "stays as it was. A progress line shows on a terminal for inputs of 16 MiB or more.\n",
+     "stays as it was. A progress line shows on a terminal for inputs of 16 MiB or more.\n"
+     "--threads N (1 to 1024) splits lzm work between N threads, with the same output as one;\n"
+     "the input is then read into memory first. By default a file of 1 MiB or more uses\n"
+     "one thread per processor, anything else (and standard input) one thread.\n",
      qel_tool::run_compress},
-    {"decompress", "decompress [--method lzm|zlib] [--force] IN OUT",
+    {"decompress", "decompress [--method lzm|zlib] [--threads N] [--force] IN OUT",
      "decompress IN into OUT (lzm by default)",
      "IN or OUT may be - for standard input or output. Corrupt or truncated input is an\n"
-     "error (exit code 1) and leaves no output behind.\n",
+     "error (exit code 1) and leaves no output behind. --threads N as for compress: lzm only,\n"
+     "by default one thread per processor for a file of 1 MiB or more.\n",
      qel_tool::run_decompress},
     {"convert", "convert --from ENC --to ENC [--no-signature] [--force] IN OUT",
      "convert a text file between encodings",
@@ -114,6 +118,16 @@ const command commands[] = {
      "replaced. The default is \"%VER% %ARCH% (build %BUILD%, %DATE%)\". A missing file is\n"
      "an error (exit code 1).\n",
      qel_tool::run_version},
+    {"fs", "fs tree DIR | attributes PATH | path OP ARGS...",
+     "list a directory tree, show the attributes of a file, or work on path text",
+     "tree lists every entry below DIR in name order with its size (for a directory the sum\n"
+     "of everything below it), its last write time in local time and its path from DIR,\n"
+     "then the total; symbolic links are listed, not entered. attributes prints the\n"
+     "attribute groups of PATH, one GROUP KEY VALUE line each. path OP ARGS prints the\n"
+     "result of a path function: canonical P, normal P, relative BASE P, absolute BASE P,\n"
+     "split P (directory, name and extension on three lines), concat LEFT RIGHT,\n"
+     "equal A B, equivalent A B. A path that cannot be made is an error (exit code 1).\n",
+     qel_tool::run_fs},
 };
 
 void print_overview(std::ostream& out) {

@@ -1,6 +1,8 @@
 // Code pages as Windows converts them, with their tables taken from glibc's iconv; 65001 (UTF-8)
-// decoded here the way Windows does it: invalid sequences become U+FFFD and nothing fails.
+// goes to the strict codec beside the library's own, which converts it the way Windows does.
 #include "platform/codepage.h"
+
+#include "core/utf8.h"
 
 #include <array>
 #include <cerrno>
@@ -15,8 +17,6 @@
 
 namespace qel::platform {
 namespace {
-
-constexpr wchar_t replacement = 0xFFFD;
 
 unsigned int codepage_from_environment(const char* variable) {
     const char* text = std::getenv(variable);
@@ -70,75 +70,6 @@ public:
 private:
     iconv_t cd_;
 };
-
-bool is_continuation(unsigned char b) {
-    return (b & 0xC0) == 0x80;
-}
-
-// Strict UTF-8 with each maximal invalid part replaced by U+FFFD.
-void decode_utf8(const char* s, std::size_t n, std::wstring& out) {
-    auto p = reinterpret_cast<const unsigned char*>(s);
-    const auto end = p + n;
-    out.reserve(n);
-    while (p < end) {
-        unsigned char b = *p;
-        if (b < 0x80) {
-            out.push_back(static_cast<wchar_t>(b));
-            ++p;
-            continue;
-        }
-        int extra = b >= 0xC2 && b <= 0xDF   ? 1
-                    : b >= 0xE0 && b <= 0xEF ? 2
-                    : b >= 0xF0 && b <= 0xF4 ? 3
-                                             : -1;
-        if (extra < 0) {
-            out.push_back(replacement);
-            ++p;
-            continue;
-        }
-        // The second byte's range excludes overlong forms, surrogates and code points past
-        // U+10FFFF.
-        unsigned char low = b == 0xE0 ? 0xA0 : b == 0xF0 ? 0x90 : 0x80;
-        unsigned char high = b == 0xED ? 0x9F : b == 0xF4 ? 0x8F : 0xBF;
-        std::uint32_t unit = b & (0x3F >> extra);
-        const unsigned char* q = p + 1;
-        bool valid = true;
-        for (int i = 0; i < extra; ++i, ++q) {
-            bool in_range = q < end && (i == 0 ? (*q >= low && *q <= high) : is_continuation(*q));
-            if (!in_range) {
-                valid = false;
-                break;
-            }
-            unit = (unit << 6) | (*q & 0x3F);
-        }
-        out.push_back(valid ? static_cast<wchar_t>(unit) : replacement);
-        p = q;
-    }
-}
-
-void encode_utf8(const wchar_t* s, std::size_t n, std::string& out) {
-    out.reserve(n);
-    for (std::size_t i = 0; i < n; ++i) {
-        auto u = static_cast<std::uint32_t>(s[i]);
-        if ((u >= 0xD800 && u <= 0xDFFF) || u > 0x10FFFF)
-            u = replacement;
-        if (u < 0x80) {
-            out.push_back(static_cast<char>(u));
-        } else if (u < 0x800) {
-            out.push_back(static_cast<char>(0xC0 | (u >> 6)));
-            out.push_back(static_cast<char>(0x80 | (u & 0x3F)));
-        } else if (u < 0x10000) {
-            out.push_back(static_cast<char>(0xE0 | (u >> 12)));
-            out.push_back(static_cast<char>(0x80 | ((u >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (u & 0x3F)));
-        } else {
-            out.push_back(static_cast<char>(0xF0 | (u >> 18)));
-            out.push_back(static_cast<char>(0x80 | ((u >> 12) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | ((u >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (u & 0x3F)));
-        }
-    }
-}
 
 // Single- and double-byte code pages are read and written through tables, built once per code
 // page from iconv one byte or one lead-trail pair at a time, and used the way Windows uses its
@@ -384,7 +315,7 @@ bool multibyte_to_wide(unsigned int codepage, const char* s, std::size_t n, std:
     out.clear();
     codepage = resolve(codepage);
     if (codepage == utf8_codepage) {
-        decode_utf8(s, n, out);
+        detail::decode_utf8_strict(s, n, out);
         return true;
     }
     const codepage_table* table = codepage_table::find(codepage);
@@ -398,7 +329,7 @@ bool wide_to_multibyte(unsigned int codepage, const wchar_t* s, std::size_t n, s
     out.clear();
     codepage = resolve(codepage);
     if (codepage == utf8_codepage) {
-        encode_utf8(s, n, out);
+        detail::encode_utf8_strict(s, n, out);
         return true;
     }
     const codepage_table* table = codepage_table::find(codepage);

@@ -3,6 +3,7 @@
 #include "core/utf8.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace qel::platform {
 
@@ -13,13 +14,12 @@ std::string posix_path(const std::wstring& name) {
 }
 
 bool is_dot_name(const std::wstring& name) {
-    std::wstring trimmed = name;
+    std::wstring_view trimmed = name;
     while (trimmed.size() > 1 && (trimmed.back() == L'/' || trimmed.back() == L'\\'))
-        trimmed.pop_back();
-    auto slash = trimmed.find_last_of(L"/\\");
-    std::size_t start = slash == std::wstring::npos ? 0 : slash + 1;
-    return start < trimmed.size() && trimmed[start] == L'.' && trimmed.substr(start) != L"." &&
-           trimmed.substr(start) != L"..";
+        trimmed.remove_suffix(1);
+    const auto slash = trimmed.find_last_of(L"/\\");
+    const auto last = trimmed.substr(slash == std::wstring_view::npos ? 0 : slash + 1);
+    return !last.empty() && last.front() == L'.' && last != L"." && last != L"..";
 }
 
 } // namespace qel::platform

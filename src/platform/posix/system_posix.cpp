@@ -136,7 +136,7 @@ std::wstring processor_description() {
     return wide(file_value("/proc/cpuinfo", "model name", ':'));
 }
 
-int processor_count() {
+int system_processor_count() {
     const long count = ::sysconf(_SC_NPROCESSORS_ONLN);
     return count > 0 ? static_cast<int>(count) : 0;
 }

@@ -5,6 +5,7 @@
 #include "thread/thread_messages.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <stdexcept>
 
@@ -39,6 +40,11 @@ detail::thread_local_impl_* new_thread_local() {
 void* native_thread_handle(std::thread& thread) {
     static_assert(sizeof(pthread_t) <= sizeof(void*));
     return reinterpret_cast<void*>(thread.native_handle());
+}
+
+unsigned processor_count() {
+    const long online = sysconf(_SC_NPROCESSORS_ONLN);
+    return online > 0 ? static_cast<unsigned>(online) : 1;
 }
 
 } // namespace qel::platform

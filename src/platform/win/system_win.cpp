@@ -206,7 +206,7 @@ std::wstring processor_description() {
     return vendor + L" " + std::to_wstring(key.number(L"~MHz")) + L" MHz (" + identifier + L")";
 }
 
-int processor_count() {
+int system_processor_count() {
     SYSTEM_INFO info{};
     GetSystemInfo(&info);
     return static_cast<int>(info.dwNumberOfProcessors);

@@ -42,4 +42,9 @@ void* native_thread_handle(std::thread& thread) {
     return pthread_gethandle(thread.native_handle());
 }
 
+unsigned processor_count() {
+    const DWORD count = GetActiveProcessorCount(ALL_PROCESSOR_GROUPS);
+    return count > 0 ? static_cast<unsigned>(count) : 1;
+}
+
 } // namespace qel::platform
