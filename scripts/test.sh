@@ -13,7 +13,7 @@ jobs=$(nproc 2>/dev/null || echo 2)
 packages=(cmake ninja-build g++ ccache zlib1g-dev googletest libgtest-dev clang-format clang-tidy
           g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64
           clang libclang-rt-14-dev libbenchmark-dev liblz4-dev libspdlog-dev libpoco-dev
-          libmsgpack-cxx-dev qt6-base-dev libmimalloc-dev)
+          libmsgpack-cxx-dev qt6-base-dev libmimalloc-dev uuid-dev)
 fuzz_seconds=${QEL_FUZZ_SECONDS:-15}
 
 install_missing() {

@@ -12,7 +12,9 @@
 #include <qel/profile.h>
 #include <qel/serialize.h>
 #include <qel/stream.h>
+#include <qel/system.h>
 #include <qel/text_encoding.h>
 #include <qel/thread.h>
+#include <qel/uuid.h>
 #include <qel/variant.h>
 #include <qel/version.h>

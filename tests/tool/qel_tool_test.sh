@@ -210,6 +210,31 @@ says "no key 'missing' in section 'Main'"
 run 2 profile get p.ini
 says "wrong number of operands for 'get'"
 
+# UUIDs: distinct, in the 36-character form; the system facts, also as JSON.
+run 0 uuid -n 50
+[ "$(grep -cE '^[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}$' <<<"$out")" -eq 50 ] ||
+    fail "uuid -n 50 gave: $out"
+[ "$(sort -u <<<"$out" | wc -l)" -eq 50 ] || fail "uuid -n 50 repeated a value"
+run 2 uuid -n 0
+says "-n wants a count"
+run 0 sysinfo
+[[ "$out" == *"process architecture"*x64* ]] || fail "sysinfo gave: $out"
+run 0 sysinfo --json
+[[ "$out" == "{"*'"processors": '[1-9]*'"os_bits": "x64"'*"}" ]] || fail "sysinfo --json gave: $out"
+
+# Version texts of build descriptions, from a file, a folder or standard input.
+mkdir -p rel
+printf '[Platform]\r\nVersion=3.2\r\nBuild=57\r\nBuildDate=01.02.2015\r\n[Beta]\r\nVersion=4.15\r\n' >rel/build.ini
+run 0 version rel/build.ini
+[ "$out" = "3.002 x64 (build 57, 01.02.2015)" ] || fail "version gave '$out'"
+run 0 version rel --section beta --template '%VER%/%BUILD%/%VER%'
+[ "$out" = "4.015/0/%VER%" ] || fail "version --section gave '$out'"
+out=$("${qel[@]}" version - --template '%VER%' <rel/build.ini | tr -d '\r')
+[ "$out" = "3.002" ] || fail "version - gave '$out'"
+run 1 version missing
+run 2 version x
+says "is not named build.ini"
+
 # A tree with sizes summed per directory; attributes as a table; path text for scripts.
 mkdir -p tree/sub
 printf 12 >tree/sub/b
@@ -236,7 +261,7 @@ run 2 fs nosuch
 says "expected tree, attributes or path"
 
 # Help on every command, -- ending the options, and messages with the system's reason.
-for command in demo compress decompress convert translit date log dump format profile fs; do
+for command in demo compress decompress convert translit date log dump format profile fs uuid sysinfo version; do
     run 0 "$command" --help
     [[ "$out" == usage:* ]] || fail "$command --help: $out"
     run 0 "$command" -h

@@ -47,6 +47,9 @@ int run_log(const arguments& args);
 int run_dump(const arguments& args);
 int run_format(const arguments& args);
 int run_profile(const arguments& args);
+int run_uuid(const arguments& args);
+int run_sysinfo(const arguments& args);
+int run_version(const arguments& args);
 int run_fs(const arguments& args);
 
 } // namespace qel_tool

@@ -342,6 +342,24 @@ void demo_threads() {
     pool.free(body.block);
 }
 
+void demo_system(const std::filesystem::path& folder) {
+    std::cout << "== identifiers and system services\n";
+    const qel::unique_id id(qel::unique_id_marker_{});
+    qel::uuid parsed;
+    std::cout << "  new UUID " << id.to_string() << ", parses back equal: "
+              << (qel::uuid_from_str(id.to_string(), parsed) && id.is_equal(parsed) ? "yes" : "no")
+              << "\n";
+    std::cout << "  running on " << to_utf8(qel::get_os_description()) << " with "
+              << qel::get_processors_number() << " processor(s)\n";
+    std::ofstream(folder / "build.ini") << "[Platform]\nVersion=2.15\nBuild=357\n"
+                                        << "BuildDate=17.11.2026\n";
+    qel::software_version version;
+    const std::int64_t mark = qel::start_watch();
+    version.read(folder.wstring());
+    std::cout << "  build.ini reads as " << to_utf8(qel::get_version_string(version, L"")) << " in "
+              << static_cast<int>(qel::stop_watch(mark) * 1e6) << " us\n";
+}
+
 int run_demo(const arguments& args) {
     if (!args.empty())
         usage_error("takes no arguments");
@@ -360,6 +378,7 @@ int run_demo(const arguments& args) {
     demo_profile(folder);
     demo_fs(folder);
     demo_threads();
+    demo_system(folder);
     std::filesystem::remove_all(folder);
     std::cout << "done; temporary folder removed\n";
     return 0;

@@ -103,6 +103,21 @@ const command commands[] = {
      "section, a new section at the end. The file is replaced in one step, so an interrupted\n"
      "set leaves the old file whole. A missing key or file is an error (exit code 1).\n",
      qel_tool::run_profile},
+    {"uuid", "uuid [-n N]", "print N new UUIDs (one by default), one a line",
+     "Random (version 4) UUIDs in the 36-character form, lower case.\n", qel_tool::run_uuid},
+    {"sysinfo", "sysinfo [--json]", "describe this machine, its system and this process",
+     "A table of the computer and user name, administrator rights, processor, operating\n"
+     "system, process and thread ids and memory in bytes; --json prints the same as one JSON\n"
+     "object for scripts.\n",
+     qel_tool::run_sysinfo},
+    {"version", "version [BUILD.INI|FOLDER] [--template T] [--section S]",
+     "print the version text of a build description",
+     "Reads the keys Version (X.Y), Build and BuildDate (dd.mm.yyyy) of the section\n"
+     "Platform (or S) of BUILD.INI, of FOLDER/build.ini, or of ./build.ini; - reads it from\n"
+     "standard input. T may hold %VER%, %ARCH%, %BUILD% and %DATE%; the first of each is\n"
+     "replaced. The default is \"%VER% %ARCH% (build %BUILD%, %DATE%)\". A missing file is\n"
+     "an error (exit code 1).\n",
+     qel_tool::run_version},
     {"fs", "fs tree DIR | attributes PATH | path OP ARGS...",
      "list a directory tree, show the attributes of a file, or work on path text",
      "tree lists every entry below DIR in name order with its size (for a directory the sum\n"
