@@ -1,7 +1,7 @@
 // Arbitrary bytes read as a build description: reading never fails, the architecture is
 // always the process's, and a version read is either the default or a valid packed version
 // whose text reads back to the same value.
-#include <qel/system.h>
+#include <qel/version.h>
 
 #include <unistd.h>
 

@@ -1,8 +1,11 @@
 // System services. Facts about the machine are checked against sources the library does not
 // use (the C runtime, std::thread, sysconf); build descriptions through real "build.ini" files;
 // the Linux console under a pseudo-terminal whose output is read back byte for byte.
-#include <qel/system.h>
+#include <qel/console.h>
+#include <qel/dynamic_library.h>
+#include <qel/sysinfo.h>
 #include <qel/text_encoding.h>
+#include <qel/version.h>
 
 #include "test_support.h"
 

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <qel/compress.h>
+#include <qel/console.h>
 #include <qel/datetime.h>
+#include <qel/dynamic_library.h>
 #include <qel/exception.h>
 #include <qel/format.h>
 #include <qel/fs.h>
@@ -12,7 +14,7 @@
 #include <qel/profile.h>
 #include <qel/serialize.h>
 #include <qel/stream.h>
-#include <qel/system.h>
+#include <qel/sysinfo.h>
 #include <qel/text_encoding.h>
 #include <qel/thread.h>
 #include <qel/uuid.h>

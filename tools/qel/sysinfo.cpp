@@ -5,8 +5,9 @@
 #include "options.h"
 #include "system.h"
 
-#include <qel/system.h>
+#include <qel/sysinfo.h>
 #include <qel/uuid.h>
+#include <qel/version.h>
 
 #include <charconv>
 #include <cstdio>

@@ -1,7 +1,8 @@
 // Build descriptions: the packed version, "build.ini" and the version text template.
 #include <qel/fs.h>
 #include <qel/profile.h>
-#include <qel/system.h>
+#include <qel/sysinfo.h>
+#include <qel/version.h>
 
 #include <string_view>
 

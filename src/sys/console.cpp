@@ -1,5 +1,5 @@
 // The text console: cursor, screen, title, colours and the exit notification.
-#include <qel/system.h>
+#include <qel/console.h>
 #include <qel/text_encoding.h>
 
 #include "platform/console.h"

@@ -1,6 +1,6 @@
 // Facts about the machine and the process, and the stopwatch. Each query asks the system at
 // the moment of the call; nothing is cached but the counter's frequency.
-#include <qel/system.h>
+#include <qel/sysinfo.h>
 
 #include "platform/system.h"
 

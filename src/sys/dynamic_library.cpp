@@ -1,5 +1,5 @@
 // Shared libraries held by an owning object; the platform module releases itself.
-#include <qel/system.h>
+#include <qel/dynamic_library.h>
 
 #include "platform/system.h"
 
