@@ -308,6 +308,33 @@ TEST(LzmDecoder, InvalidMatches) {
     }
 }
 
+// After a run of long matches the fast path copies 32 bytes a match: the faults and the size
+// limit still fall where they did, and the bytes before a fault stay.
+TEST(LzmDecoder, FaultsAfterLongMatches) {
+    std::string payload = literal_runs(pattern(40));
+    std::string expected;
+    for (std::size_t i = 0; i < 840; ++i)
+        expected += pattern(40)[i % 40];
+    for (int i = 0; i < 40; ++i)
+        payload += bytes({0xC2, 0x01, 0x41}); // "11": length 20, offset 40
+    const std::string more = literal_runs(pattern(40));
+    const std::pair<std::string, std::string> cases[] = {
+        {bytes({0xC2, 0x1A, 0x49}), "LZM assert: match offset out of block"}, // offset 841
+        {bytes({0xC2, 0x00, 0x99}), "LZM assert: match overlaps its output"}, // offset 19
+    };
+    for (const auto& [fault, message] : cases) {
+        const std::string faulty = payload + fault + more;
+        std::vector<char> out;
+        EXPECT_EQ(error_of([&] { lzm_decode_block(faulty.data(), faulty.size(), out); }), message);
+        EXPECT_EQ(std::string(out.begin(), out.end()), expected);
+    }
+    for (int i = 0; i < 367; ++i)
+        payload += bytes({0xC2, 0x01, 0x41});
+    EXPECT_EQ(decode(payload + bytes({0xC1, 0x01, 0x40})).size(), 8191u); // length 11
+    EXPECT_EQ(decode_error(payload + bytes({0xC1, 0x01, 0x41}) + more),
+              "LZM decompressed data size too large");
+}
+
 // --- round trips ----------------------------------------------------------------------------
 
 void expect_round_trip(const std::string& in) {
