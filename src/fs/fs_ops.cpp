@@ -49,11 +49,8 @@ using walk_trail = std::vector<platform::object_identity>;
 bool enter(const std::wstring& dir, bool with_sizes,
            std::vector<platform::directory_entry>& entries, walk_trail& trail) {
     platform::object_identity identity;
-    // A directory that cannot be listed has no entries, as its enumerator would give none.
-    if (!platform::list_directory(dir, with_sizes, entries, &identity)) {
-        entries.clear();
-        identity = {};
-    }
+    // A failing listing ends with the entries read so far, as an enumerator would.
+    platform::list_directory(dir, with_sizes, entries, &identity);
     if (identity != platform::object_identity{} &&
         std::find(trail.begin(), trail.end(), identity) != trail.end())
         return false;
