@@ -56,9 +56,9 @@ TEST(Path, Canonical) {
         EXPECT_EQ(qel::make_canonical_path(once), once) << c.in;
         EXPECT_TRUE(qel::is_canonical_path(once)) << c.in;
     }
-    for (const auto* text : {L"..\\..\\a", L"C:\\a", L""})
+    for (const auto* text : {L"..\\..\\a", L"C:\\a", L"", L"\\\\..\\..\\x"})
         EXPECT_TRUE(qel::is_canonical_path(text)) << text;
-    for (const auto* text : {L"a\\..\\b", L".\\a", L"C:\\..\\a"})
+    for (const auto* text : {L"a\\..\\b", L".\\a", L"C:\\..\\a", L"\\\\.\\x"})
         EXPECT_FALSE(qel::is_canonical_path(text)) << text;
 }
 
@@ -91,6 +91,7 @@ TEST(Path, RelativeAndAbsolute) {
         {L"C:\\a\\b", L"c:\\A\\c\\D.txt", true, {L"..\\c\\D.txt", L"c:\\A\\c\\D.txt"}},
         {L"C:\\a\\b", L"C:/a/b", true, {L""}},
         {L"C:\\a\\b", L"D:\\x", true, {L"D:\\x"}},
+        {L"\\\\C:\\x", L"C:\\x\\y", true, {L"y"}},
         {L"C:\\a\\b", L"x\\y", false, {L""}},
         {L"a", L"b\\c", true, {L"..\\b\\c"}},
         {L"a\\b", L"a\\b\\c\\d", true, {L"c\\d"}},
@@ -143,8 +144,7 @@ TEST(Path, SplitMakeAndConcat) {
     for (const auto& c : splits) {
         std::wstring dir, name, ext;
         qel::split_path(c.path, dir, name, ext);
-        EXPECT_EQ(dir + L"|" + name + L"|" + ext,
-                  n(c.dir) + L"|" + c.name + L"|" + c.ext);
+        EXPECT_EQ(dir + L"|" + name + L"|" + ext, n(c.dir) + L"|" + c.name + L"|" + c.ext);
         EXPECT_EQ(qel::extract_dir(c.path), n(c.extracted_dir)) << c.path;
     }
     EXPECT_EQ(qel::extract_name_ext(L"C:\\a\\b.txt"), L"b.txt");
@@ -196,7 +196,8 @@ TEST(Path, DirectoryListsAndNormalForm) {
         spelled, qel::concat_path(base, on_windows ? L"conf\\nosuch\\X" : L"CONF\\nosuch\\X")));
     EXPECT_EQ(spelled.substr(spelled.size() - 13),
               n(on_windows ? L"conf\\nosuch\\X" : L"CONF\\nosuch\\X"));
-    EXPECT_EQ(qel::make_normal_path(L"rel/x"), L"rel/x");
+    for (const auto* text : {L"rel/x", L"\\"})
+        EXPECT_EQ(qel::make_normal_path(text), text);
 
     std::filesystem::create_hard_link(dir.path("conf/f.ini"), dir.path("link.ini"));
     EXPECT_TRUE(qel::equivalent_path(dir.wide("link.ini"), dir.wide("conf/f.ini")));

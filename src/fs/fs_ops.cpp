@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace qel {
@@ -48,8 +49,8 @@ using walk_trail = std::vector<platform::object_identity>;
 bool enter(const std::wstring& dir, bool with_sizes,
            std::vector<platform::directory_entry>& entries, walk_trail& trail) {
     platform::object_identity identity;
-    if (!platform::list_directory(dir, with_sizes, entries, &identity))
-        return false;
+    // A failing listing ends with the entries read so far, as an enumerator would.
+    platform::list_directory(dir, with_sizes, entries, &identity);
     if (identity != platform::object_identity{} &&
         std::find(trail.begin(), trail.end(), identity) != trail.end())
         return false;
@@ -72,6 +73,9 @@ bool collect(const std::wstring& dir, std::vector<file_group>& files,
     file_group own{dir, {}};
     for (auto& entry : entries) {
         if (entry.directory && !entry.link) {
+            // Files keep the walk's order: those met before this directory go first.
+            if (!own.names.empty())
+                files.push_back(std::exchange(own, file_group{dir, {}}));
             if (!collect(concat_path(dir, entry.name), files, dirs, trail))
                 return false;
         } else {
@@ -187,8 +191,6 @@ bool file_size(const std::wstring& path, std::uint64_t& size) {
 }
 
 bool file_compare(const std::wstring& a, const std::wstring& b) {
-    const platform::file_access reading{true, false, false,
-                                        platform::file_disposition::open_existing};
     struct closer {
         platform::native_file file;
         ~closer() {
@@ -196,8 +198,8 @@ bool file_compare(const std::wstring& a, const std::wstring& b) {
                 platform::close_file(file);
         }
     };
-    const closer first{platform::open_file(a, reading)};
-    const closer second{platform::open_file(b, reading)};
+    const closer first{platform::open_file_shared_read(a)};
+    const closer second{platform::open_file_shared_read(b)};
     if (first.file == platform::no_file || second.file == platform::no_file)
         return false;
     const auto first_size = platform::seek_file(first.file, 0, platform::seek_origin::end);
@@ -233,7 +235,7 @@ bool dir_deep_delete(const std::wstring& path) {
     std::vector<file_group> files;
     std::vector<std::wstring> dirs;
     walk_trail trail;
-    // Everything is listed before anything goes, so a tree that cannot be read stays whole.
+    // Everything is listed before anything goes.
     if (!dir_exists(path) || !collect(path, files, dirs, trail))
         return false;
     for (const auto& group : files)
@@ -277,8 +279,6 @@ bool create_path(const std::wstring& path) {
     if (unc) {
         // Past the server name and the separator after it.
         from = 2;
-        while (from < path.size() && detail::is_separator_(path[from]))
-            ++from;
         while (from < path.size() && !detail::is_separator_(path[from]))
             ++from;
         ++from;
@@ -288,7 +288,9 @@ bool create_path(const std::wstring& path) {
         if (found == std::wstring::npos)
             break;
         const std::wstring level = path.substr(0, found);
-        if (!level.empty() && !dir_exists(level) && !platform::create_directory(level))
+        // An empty level is the root "/" where the system has one; elsewhere it cannot be made.
+        const bool root = level.empty() && detail::path_rules_().slash_root;
+        if (!root && !dir_exists(level) && !platform::create_directory(level))
             return false;
         from = found + 1;
     }

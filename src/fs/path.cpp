@@ -85,11 +85,11 @@ bool is_dot_dot(std::wstring_view piece) {
     return piece == L"..";
 }
 
-// The root of an absolute key as far as two paths must share it to be related.
+// The root of an absolute key as far as two paths must share it to be related: the first
+// component, be it a drive or a server.
 std::wstring root_key(const std::wstring& key, const std::vector<path_piece_>& pieces) {
     switch (detail::root_of_(key, pieces, false)) {
     case path_root_::unc:
-        return L"\\\\" + std::wstring(view(key, pieces[0]));
     case path_root_::drive:
         return std::wstring(view(key, pieces[0]));
     case path_root_::slash:
@@ -160,13 +160,10 @@ bool is_sub_path(const std::wstring& parent, const std::wstring& path) {
 }
 
 bool is_canonical_path(const std::wstring& path) {
-    const auto pieces = detail::path_pieces_(path);
-    const path_root_ root = detail::root_of_(path, pieces, true);
-    // A server name is a root, not a step, even when it reads "." or "..".
-    const std::size_t first = root == path_root_::unc ? 1 : 0;
-    bool other_seen = root != path_root_::none;
-    for (std::size_t i = first; i < pieces.size(); ++i) {
-        const auto text = view(path, pieces[i]);
+    // Components only: a drive or server name counts as an ordinary one, a lone root as none.
+    bool other_seen = false;
+    for (const auto& piece : detail::path_pieces_(path)) {
+        const auto text = view(path, piece);
         if (is_dot(text))
             return false;
         if (is_dot_dot(text)) {
@@ -231,6 +228,8 @@ void normalize_path(std::wstring& path) {
     if (path.empty() || !is_absolute_path(path))
         return;
     const auto pieces = detail::path_pieces_(path);
+    if (pieces.empty())
+        return;
     const path_root_ root = detail::root_of_(path, pieces, true);
     std::wstring result;
     std::size_t first = 0;
@@ -246,14 +245,13 @@ void normalize_path(std::wstring& path) {
     }
     bool found = true;
     for (std::size_t i = first; i < pieces.size(); ++i) {
-        if (!result.empty() || root == path_root_::slash)
-            result += separator();
+        result += separator();
         const std::wstring component(view(path, pieces[i]));
         if (found) {
             // The system's spelling of the name; a wildcard component takes the first match.
-            auto match = platform::open_file_enumerator(result + component);
-            found = !match->done();
-            result += found ? match->filename() : component;
+            std::wstring stored;
+            found = platform::first_match(result + component, stored);
+            result += found ? stored : component;
         } else {
             result += component;
         }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/clock.h"
+#include "platform/file.h"
 
 #include <cstdint>
 #include <memory>
@@ -82,6 +83,12 @@ bool remove_files(const std::wstring& dir, const std::vector<std::wstring>& name
 
 // The entries matching a wildcard pattern; never null.
 std::unique_ptr<IFileEnumerator> open_file_enumerator(const std::wstring& pattern);
+// The stored name of the first entry matching `pattern`, "." and ".." included where the
+// system lists them.
+bool first_match(const std::wstring& pattern, std::wstring& name);
+
+// Opens an existing file for reading while letting others only read it too.
+native_file open_file_shared_read(const std::wstring& path);
 
 // Copies contents and attributes; a symbolic link is copied as a link.
 bool copy_file(const std::wstring& from, const std::wstring& to, bool fail_if_exists,

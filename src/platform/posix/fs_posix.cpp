@@ -363,6 +363,18 @@ std::unique_ptr<IFileEnumerator> open_file_enumerator(const std::wstring& patter
     return std::make_unique<posix_file_enumerator_impl_>(pattern);
 }
 
+bool first_match(const std::wstring& pattern, std::wstring& name) {
+    const auto match = open_file_enumerator(pattern);
+    if (match->done())
+        return false;
+    name = match->filename();
+    return true;
+}
+
+native_file open_file_shared_read(const std::wstring& path) {
+    return open_file(path, {true, false, false, file_disposition::open_existing});
+}
+
 bool copy_file(const std::wstring& from, const std::wstring& to, bool fail_if_exists,
                std::error_code* error) {
     const std::string source = posix_path(from);

@@ -195,6 +195,22 @@ std::unique_ptr<IFileEnumerator> open_file_enumerator(const std::wstring& patter
     return std::make_unique<win_file_enumerator_impl_>(pattern);
 }
 
+bool first_match(const std::wstring& pattern, std::wstring& name) {
+    WIN32_FIND_DATAW record;
+    const HANDLE find = ::FindFirstFileW(pattern.c_str(), &record);
+    if (find == INVALID_HANDLE_VALUE)
+        return false;
+    ::FindClose(find);
+    name = record.cFileName;
+    return true;
+}
+
+native_file open_file_shared_read(const std::wstring& path) {
+    const HANDLE h = ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                   OPEN_EXISTING, 0, nullptr);
+    return h == INVALID_HANDLE_VALUE ? no_file : reinterpret_cast<native_file>(h);
+}
+
 bool copy_file(const std::wstring& from, const std::wstring& to, bool fail_if_exists,
                std::error_code* error) {
     return ::CopyFileW(from.c_str(), to.c_str(), fail_if_exists ? TRUE : FALSE) != 0 ||
