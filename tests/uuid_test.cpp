@@ -58,6 +58,7 @@ TEST(Uuid, ParsingAcceptsOnlyTheExactForm) {
         {"00112233-4455-6677-8899-aabbccddeefg", false},
         {"00112233-4455-6677-8899-aabbccddee\xC6\x92", false},
         {"", false},
+        {std::string(sample_text) + std::string(1, '\0') + "zz", true},
     };
     for (const row& r : rows) {
         SCOPED_TRACE(r.text);

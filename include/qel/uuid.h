@@ -35,8 +35,8 @@ QEL_API void uuid_to_str(const uuid& value, std::string& out);
 QEL_API std::wstring uuid_to_wstring(const uuid& value);
 QEL_API std::string uuid_to_string(const uuid& value);
 // False, with `value` unchanged, for anything but exactly the 36-character form.
-[[nodiscard]] QEL_API bool uuid_from_str(const std::wstring& text, uuid& value);
-[[nodiscard]] QEL_API bool uuid_from_str(const std::string& text, uuid& value);
+QEL_API bool uuid_from_str(const std::wstring& text, uuid& value);
+QEL_API bool uuid_from_str(const std::string& text, uuid& value);
 
 QEL_API std::ostream& operator<<(std::ostream& out, const uuid& value);
 // Four unsigned 32-bit elements: the 16 bytes as little-endian words in memory order.

@@ -4,14 +4,28 @@
 #include <qel/sysinfo.h>
 #include <qel/version.h>
 
+#include <cerrno>
+#include <cwchar>
 #include <string_view>
 
 namespace qel {
 namespace {
 
-// wcstoul in base 10 with a 32-bit unsigned long, as on Windows: blanks, a sign and at least
-// one digit, the whole text taken, no overflow. A minus sign negates modulo 2^32.
+// wcstoul in base 10 with a 32-bit unsigned long: the whole text taken, no range error.
 bool parse_ulong32(std::wstring_view text, std::uint32_t& value) {
+    if constexpr (sizeof(unsigned long) == 4) {
+        // The runtime's own, with its blanks and digits.
+        const std::wstring terminated(text);
+        wchar_t* end = nullptr;
+        errno = 0;
+        const unsigned long number = std::wcstoul(terminated.c_str(), &end, 10);
+        if (terminated.empty() || errno == ERANGE || *end != L'\0')
+            return false;
+        value = static_cast<std::uint32_t>(number);
+        return true;
+    }
+    // Elsewhere as Windows does it for ASCII: blanks, a sign and at least one digit; a minus
+    // sign negates modulo 2^32.
     std::size_t i = 0;
     while (i < text.size() && (text[i] == L' ' || (text[i] >= L'\t' && text[i] <= L'\r')))
         ++i;

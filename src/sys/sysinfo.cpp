@@ -92,7 +92,10 @@ const std::int64_t counter_frequency = [] {
     return frequency > 0 ? frequency : std::int64_t{1};
 }();
 
-double seconds(std::int64_t ticks) {
+// reading - mark in 64-bit two's complement: wraps rather than overflows.
+double seconds(std::int64_t reading, std::int64_t mark) {
+    const auto ticks = static_cast<std::int64_t>(static_cast<std::uint64_t>(reading) -
+                                                 static_cast<std::uint64_t>(mark));
     return static_cast<double>(ticks) / static_cast<double>(counter_frequency);
 }
 
@@ -104,13 +107,13 @@ std::int64_t start_watch() {
 
 double next_watch(std::int64_t& mark) {
     const std::int64_t now = platform::counter_reading();
-    const double elapsed = seconds(now - mark);
+    const double elapsed = seconds(now, mark);
     mark = now;
     return elapsed;
 }
 
 double stop_watch(std::int64_t mark) {
-    return seconds(platform::counter_reading() - mark);
+    return seconds(platform::counter_reading(), mark);
 }
 
 } // namespace qel

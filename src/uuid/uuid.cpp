@@ -39,13 +39,6 @@ void to_words(const uuid& value, unsigned int (&words)[4]) {
     }
 }
 
-void from_words(const unsigned int (&words)[4], uuid& value) {
-    auto& bytes = bytes_of(value);
-    for (int w = 0; w < 4; ++w)
-        for (int b = 0; b < 4; ++b)
-            bytes[w * 4 + b] = static_cast<unsigned char>(words[w] >> (8 * b));
-}
-
 } // namespace
 
 void init_uuid(uuid& value) {
@@ -110,9 +103,14 @@ out_serialize& operator<<(out_serialize& out, const uuid& value) {
 }
 
 const in_serialize& operator>>(const in_serialize& in, uuid& value) {
-    unsigned int words[4];
-    in >> words[0] >> words[1] >> words[2] >> words[3];
-    from_words(words, value);
+    // Each word is stored as soon as it is read: a failed read keeps the words before it.
+    auto& bytes = bytes_of(value);
+    for (int w = 0; w < 4; ++w) {
+        unsigned int word = 0;
+        in >> word;
+        for (int b = 0; b < 4; ++b)
+            bytes[w * 4 + b] = static_cast<unsigned char>(word >> (8 * b));
+    }
     return in;
 }
 

@@ -205,7 +205,7 @@ int run_sysinfo(const arguments& args) {
 
 int run_version(const arguments& args) {
     const parsed_options given =
-        parse_options(args, {{"--template", "-t", fact::number}, {"--section", nullptr, true}});
+        parse_options(args, {{"--template", "-t", true}, {"--section", nullptr, true}});
     if (given.operands.size() > 1)
         usage_error("expected at most one build.ini");
     const build_ini_folder where(given.operands.empty() ? "." : given.operands[0]);

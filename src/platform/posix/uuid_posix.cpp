@@ -96,6 +96,8 @@ template <class Char> int digit_value(Char c) {
 }
 
 template <class Char> bool parse(std::basic_string_view<Char> text, uuid_bytes& bytes) {
+    // The text ends at its first NUL, as a C string handed to UuidFromString does.
+    text = text.substr(0, text.find(Char{}));
     if (text.size() != 36 || text[8] != '-' || text[13] != '-' || text[18] != '-' ||
         text[23] != '-')
         return false;
