@@ -3,12 +3,13 @@
 // padding, so the stride is exactly the size plus 16.
 #include <qel/mem_pool.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <new>
+#include <thread>
 
 namespace qel::detail {
 
@@ -221,22 +222,23 @@ private:
 class mem_pool_mt_impl_ final : public mem_pool_impl_ {
 public:
     explicit mem_pool_mt_impl_(std::uint64_t limit) : mem_pool_impl_(limit, true) {}
-    // A pooled call holds the lock for a few nanoseconds: a short run of attempts usually gets
-    // it before the waiting thread would have gone to sleep in the kernel.
+    // A pooled call holds the lock for a few nanoseconds, far less than a sleep in the kernel
+    // and the wake-up cost: waiters spin on a read of the flag and give up their time slice
+    // now and then, so that a holder preempted on a busy processor can finish.
     void lock() override {
-        try {
-            for (int attempt = 0; attempt < spin_attempts; ++attempt)
-                if (mutex_.try_lock())
-                    return;
-            mutex_.lock();
-        } catch (...) {
+        for (;;) {
+            if (!held_.exchange(true, std::memory_order_acquire))
+                return;
+            for (int spins = 1; held_.load(std::memory_order_relaxed); ++spins)
+                if (spins % spins_before_yield == 0)
+                    std::this_thread::yield();
         }
     }
-    void unlock() override { mutex_.unlock(); }
+    void unlock() override { held_.store(false, std::memory_order_release); }
 
 private:
-    static constexpr int spin_attempts = 100;
-    std::mutex mutex_;
+    static constexpr int spins_before_yield = 8;
+    std::atomic<bool> held_{false};
 };
 
 } // namespace qel::detail
