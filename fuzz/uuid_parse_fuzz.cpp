@@ -1,5 +1,5 @@
 // Arbitrary text parsed as a UUID in both widths: both agree, a refused text leaves the value
-// alone, and an accepted one prints back as the text in lower case.
+// alone, and an accepted one prints back as the text up to its first NUL, in lower case.
 #include <qel/uuid.h>
 
 #include <cstdint>
@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             std::abort();
         return 0;
     }
-    std::string lower = text;
+    std::string lower = text.substr(0, text.find('\0'));
     for (char& c : lower)
         if (c >= 'A' && c <= 'F')
             c = static_cast<char>(c - 'A' + 'a');
