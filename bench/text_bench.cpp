@@ -244,8 +244,10 @@ std::size_t qel_read_all_lines(const std::filesystem::path& path, qel::E_CharSet
     return lines;
 }
 
-std::size_t peer_read_utf8_lines(const std::filesystem::path& path, converter& cd,
-                                 line_totals* totals) {
+// Lines split by std::getline (a CR before the LF dropped), each turned into wide text by
+// `convert(bytes, line)`.
+template <class Convert>
+std::size_t getline_lines(const std::filesystem::path& path, line_totals* totals, Convert convert) {
     std::ifstream in(path, std::ios::binary);
     std::string bytes;
     std::wstring line;
@@ -253,10 +255,7 @@ std::size_t peer_read_utf8_lines(const std::filesystem::path& path, converter& c
     while (std::getline(in, bytes)) {
         if (!bytes.empty() && bytes.back() == '\r')
             bytes.pop_back();
-        line.resize(bytes.size());
-        std::ptrdiff_t written =
-            cd.convert(bytes.data(), bytes.size(), line.data(), line.size() * sizeof(wchar_t));
-        line.resize(written < 0 ? 0 : static_cast<std::size_t>(written) / sizeof(wchar_t));
+        convert(bytes, line);
         ++lines;
         benchmark::DoNotOptimize(line.data());
         if (totals)
@@ -265,23 +264,22 @@ std::size_t peer_read_utf8_lines(const std::filesystem::path& path, converter& c
     return lines;
 }
 
+std::size_t peer_read_utf8_lines(const std::filesystem::path& path, converter& cd,
+                                 line_totals* totals) {
+    return getline_lines(path, totals, [&](const std::string& bytes, std::wstring& line) {
+        line.resize(bytes.size());
+        std::ptrdiff_t written =
+            cd.convert(bytes.data(), bytes.size(), line.data(), line.size() * sizeof(wchar_t));
+        line.resize(written < 0 ? 0 : static_cast<std::size_t>(written) / sizeof(wchar_t));
+    });
+}
+
 // The same split, each line converted by the library's own char_to_wide: what reading through
 // text_file_stream should not cost more than.
 std::size_t split_convert_utf8_lines(const std::filesystem::path& path, line_totals* totals) {
-    std::ifstream in(path, std::ios::binary);
-    std::string bytes;
-    std::wstring line;
-    std::size_t lines = 0;
-    while (std::getline(in, bytes)) {
-        if (!bytes.empty() && bytes.back() == '\r')
-            bytes.pop_back();
+    return getline_lines(path, totals, [](const std::string& bytes, std::wstring& line) {
         qel::char_to_wide(bytes.data(), bytes.size(), line, utf8);
-        ++lines;
-        benchmark::DoNotOptimize(line.data());
-        if (totals)
-            totals->add(line);
-    }
-    return lines;
+    });
 }
 
 std::size_t peer_read_utf16le_lines(const std::filesystem::path& path, line_totals* totals) {

@@ -88,34 +88,18 @@ OSVERSIONINFOEXW version_data() {
     return info;
 }
 
-const wchar_t* server_name(DWORD minor, DWORD build) {
-    switch (minor) {
-    case 0:
-        return L"2008";
-    case 1:
-        return L"2008 R2";
-    case 2:
-        return L"2012";
-    case 3:
-        return build < 10000 ? L"2014" : L"2016";
-    default:
+// Releases of Windows 6.x by minor version, workstation and server; minor 3 names two
+// releases, told apart by the build number.
+const wchar_t* release_name(DWORD minor, DWORD build, bool server) {
+    static const wchar_t* const names[][2] = {{L"Vista", L"2008"},
+                                              {L"7", L"2008 R2"},
+                                              {L"8", L"2012"},
+                                              {L"8.1", L"2014"},
+                                              {L"10", L"2016"}};
+    if (minor > 3)
         return L"";
-    }
-}
-
-const wchar_t* workstation_name(DWORD minor, DWORD build) {
-    switch (minor) {
-    case 0:
-        return L"Vista";
-    case 1:
-        return L"7";
-    case 2:
-        return L"8";
-    case 3:
-        return build < 10000 ? L"8.1" : L"10";
-    default:
-        return L"";
-    }
+    const DWORD row = minor == 3 && build >= 10000 ? 4 : minor;
+    return names[row][server ? 1 : 0];
 }
 
 class dynamic_library_impl_win_ final : public detail::dynamic_library_impl_ {
@@ -224,10 +208,9 @@ std::wstring os_name() {
     } else if (major == 5) {
         name += minor == 0 ? L"2000" : minor == 1 ? L"XP" : minor == 2 ? L"Server 2003" : L"";
     } else if (major == 6) {
-        if (info.wProductType == VER_NT_WORKSTATION)
-            name += workstation_name(minor, info.dwBuildNumber);
-        else
-            name += std::wstring(L"Server ") + server_name(minor, info.dwBuildNumber);
+        const bool server = info.wProductType != VER_NT_WORKSTATION;
+        name += server ? L"Server " : L"";
+        name += release_name(minor, info.dwBuildNumber, server);
     }
     if (info.szCSDVersion[0] != L'\0')
         name += std::wstring(L" ") + info.szCSDVersion;
