@@ -9,13 +9,8 @@
 
 namespace {
 
+using qel_test::on_windows;
 using qel_test::temp_dir;
-
-#ifdef _WIN32
-constexpr bool on_windows = true;
-#else
-constexpr bool on_windows = false;
-#endif
 
 // Expectations are written with backslashes; elsewhere the library writes slashes.
 std::wstring n(const std::wstring& text) {

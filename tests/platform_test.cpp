@@ -15,15 +15,10 @@
 namespace {
 
 namespace platform = qel::platform;
+using qel_test::on_windows;
 using qel_test::read_bytes;
 using qel_test::temp_dir;
 using qel_test::write_bytes;
-
-#ifdef _WIN32
-constexpr bool windows = true;
-#else
-constexpr bool windows = false;
-#endif
 
 platform::file_attributes attributes(const std::filesystem::path& path) {
     auto found = platform::get_file_attributes(path.wstring());
@@ -69,7 +64,7 @@ TEST(PlatformAttributes, Hidden) {
     write_bytes(dir.path("plain"), "");
     EXPECT_TRUE(platform::set_file_hidden(dir.wide("plain")));
     // Windows stores the attribute; elsewhere a dot name is what hides a file.
-    EXPECT_EQ(attributes(dir.path("plain")).hidden, windows);
+    EXPECT_EQ(attributes(dir.path("plain")).hidden, on_windows);
     EXPECT_TRUE(platform::set_file_hidden(dir.wide("plain")));
     EXPECT_FALSE(platform::set_file_hidden(dir.wide("missing")));
 
@@ -78,7 +73,7 @@ TEST(PlatformAttributes, Hidden) {
         EXPECT_TRUE(platform::set_file_hidden(dir.wide(name)));
         EXPECT_TRUE(attributes(dir.path(name)).hidden) << name;
     }
-    if (!windows) {
+    if (!on_windows) {
         std::filesystem::create_directory(dir.path(".folder"));
         EXPECT_TRUE(attributes(dir.path(".folder")).hidden);
         write_bytes(dir.path(".folder") / "inner", "");
@@ -86,7 +81,7 @@ TEST(PlatformAttributes, Hidden) {
     }
 
     // Changing one attribute keeps the others.
-    const std::string hidden = windows ? "plain" : ".a";
+    const std::string hidden = on_windows ? "plain" : ".a";
     EXPECT_TRUE(platform::set_file_read_only(dir.wide(hidden), true));
     auto both = attributes(dir.path(hidden));
     EXPECT_TRUE(both.hidden);
@@ -107,7 +102,7 @@ TEST(PlatformAttributes, ReadOnly) {
     EXPECT_FALSE(platform::set_file_read_only(dir.wide("missing"), true));
     EXPECT_EQ(read_bytes(dir.path("f")), "abc");
 
-    if (!windows) { // read-only is the owner's write bit; clearing adds only that bit
+    if (!on_windows) { // read-only is the owner's write bit; clearing adds only that bit
         using std::filesystem::perms;
         auto perms_of = [&] { return std::filesystem::status(dir.path("f")).permissions(); };
         EXPECT_TRUE(platform::set_file_read_only(dir.wide("f"), true));
@@ -141,7 +136,7 @@ TEST(FileStreamHiddenRule, DotBaseNamesBecomeHidden) {
         qel::file_stream s(dir.wide(".profile"), qel::file_stream_mode::create());
         ASSERT_TRUE(s.is_open());
     }
-    if (windows) {
+    if (on_windows) {
         // Wine shows every dot name as hidden, so look for a stored attribute under another name.
         std::filesystem::rename(dir.path(".profile"), dir.path("profile"));
         EXPECT_FALSE(attributes(dir.path("profile")).hidden);

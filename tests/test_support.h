@@ -12,6 +12,12 @@
 
 namespace qel_test {
 
+#ifdef _WIN32
+constexpr bool on_windows = true;
+#else
+constexpr bool on_windows = false;
+#endif
+
 // A fresh folder under the system's temporary folder, removed with everything in it.
 class temp_dir {
 public:
